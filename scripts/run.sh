@@ -1,0 +1,10 @@
+#!/usr/bin/env bash
+# Fresh Debian 12 to a running Velomar: packages, build, start.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/install-deps.sh
+bash scripts/build.sh
+build_dir=${VELOMAR_BUILD_DIR:-build}
+# Until the player window lands, show the track that the player would read
+# from the sample clip the build made.
+exec "$build_dir/bin/velomar-track" dump "$build_dir/samples/drive.MP4"

@@ -1,0 +1,185 @@
+// velomar-track: the player's track lookup for one video, from the command
+// line. "dump" shows the store as the player sees it; "export" writes the
+// valid samples in common formats.
+
+#include "exporters.h"
+#include "jsonwriter.h"
+#include "videoinfoparse.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <sstream>
+
+namespace {
+
+const char *usage =
+    "Usage:\n"
+    "  velomar-track dump VIDEO\n"
+    "      Looks up the track of VIDEO exactly as the player does (this may write\n"
+    "      a .map file beside it) and prints the store as one JSON object:\n"
+    "      result, isParsed, count, maxSpeed, avgSpeed (km/h), totalDistance (km)\n"
+    "      and every sample by second, also when the lookup failed.\n"
+    "  velomar-track export VIDEO --format gpx|csv|geojson|kml [-o FILE]\n"
+    "      Writes the valid samples with signed coordinates, the time and the\n"
+    "      speed in km/h, to FILE or to standard output.\n"
+    "  velomar-track --help\n"
+    "\n"
+    "Track sources beside VIDEO, first found wins: NAME.info, NAME.TXT, NAME.map,\n"
+    "NAME.GPX, else the video's first subtitle stream. A ...B video without a\n"
+    "track borrows the track of its ...A twin.\n"
+    "Exit status: 0 done, 1 the output could not be written, 2 bad arguments or no track.\n"
+    "Set VELOMAR_DEBUG=1 to see the readers' debug messages.\n";
+
+int fail(const QString &message)
+{
+    std::cerr << "velomar-track: " << message.toStdString() << '\n';
+    return 2;
+}
+
+void quietDebug(QtMsgType type, const QMessageLogContext &, const QString &message)
+{
+    if (type == QtDebugMsg || type == QtInfoMsg)
+        return;
+    std::cerr << message.toStdString() << '\n';
+}
+
+std::string dumpJson(int result, const VideoInfoParse &store)
+{
+    std::ostringstream os;
+    os << "{\"result\": " << result << ", \"isParsed\": " << store.isParsed
+       << ", \"count\": " << store.count << ", \"maxSpeed\": " << out::number(store.maxSpeed)
+       << ", \"avgSpeed\": " << out::number(store.avgSpeed)
+       << ", \"totalDistance\": " << out::number(store.totalDistance) << ", \"samples\": [";
+    bool first = true;
+    for (auto it = store.videoInfoMap.cbegin(); it != store.videoInfoMap.cend(); ++it) {
+        const VideoInfo &s = *it.value();
+        os << (first ? "" : ", ") << "{\"second\": " << it.key()
+           << ", \"date\": " << out::jsonString(s.date) << ", \"time\": " << out::jsonString(s.time)
+           << ", \"latitude\": " << out::number(s.latitude) << ", \"isNorth\": " << s.isNorth
+           << ", \"longitude\": " << out::number(s.longitude) << ", \"isEast\": " << s.isEast
+           << ", \"speed\": " << out::number(s.speed) << ", \"valid\": " << s.valid << "}";
+        first = false;
+    }
+    os << "]}\n";
+    return os.str();
+}
+
+// The ".map" files a lookup may leave: beside the video, and beside its
+// "...A" twin.
+QStringList mapCandidates(const QString &video)
+{
+    const int dot = video.lastIndexOf('.');
+    if (dot < 0)
+        return {video + ".map"};
+    QStringList maps{video.left(dot) + ".map"};
+    if (dot > 0 && video.at(dot - 1) == 'B')
+        maps << video.left(dot - 1) + "A.map";
+    return maps;
+}
+
+QStringList existing(const QStringList &paths)
+{
+    QStringList found;
+    for (const QString &p : paths)
+        if (QFileInfo::exists(p))
+            found << p;
+    return found;
+}
+
+int exportTrack(const QString &video, const QString &format, const QString &outPath)
+{
+    VideoInfoParse store;
+    const QStringList before = existing(mapCandidates(video));
+    int result = store.parseFile(video);
+    // A GPX is converted on the first lookup but read only from the next.
+    if (result < 0 && existing(mapCandidates(video)) != before)
+        result = store.parseFile(video);
+    if (result < 0 || !store.isParsed)
+        return fail("no usable track found for " + video);
+
+    QVector<exporters::Point> points;
+    int unreadable = 0;
+    for (auto it = store.videoInfoMap.cbegin(); it != store.videoInfoMap.cend(); ++it) {
+        const VideoInfo *s = it.value();
+        if (!s->valid)
+            continue;
+        if (!std::isfinite(s->latitude) || !std::isfinite(s->longitude) ||
+            !std::isfinite(s->speed)) {
+            ++unreadable;
+            continue;
+        }
+        points.append({it.key(), s});
+    }
+    if (unreadable)
+        std::cerr << "velomar-track: skipped " << unreadable
+                  << " samples whose numbers are not finite\n";
+
+    std::ostringstream os;
+    exporters::write(format, QFileInfo(video).fileName(), points, os);
+    const std::string text = os.str();
+    if (outPath.isEmpty()) {
+        std::cout << text;
+        return std::cout.good() ? 0 : 1;
+    }
+    QSaveFile file(outPath);
+    if (!file.open(QIODevice::WriteOnly) ||
+        file.write(text.data(), static_cast<qint64>(text.size())) != qint64(text.size()) ||
+        !file.commit()) {
+        std::cerr << "velomar-track: cannot write " << outPath.toStdString() << ": "
+                  << file.errorString().toStdString() << '\n';
+        return 1;
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    if (qEnvironmentVariableIsEmpty("VELOMAR_DEBUG"))
+        qInstallMessageHandler(quietDebug);
+
+    const QStringList args = app.arguments().mid(1);
+    if (args.isEmpty())
+        return std::cerr << usage, 2;
+    if (args[0] == "--help" || args[0] == "-h")
+        return std::cout << usage, 0;
+
+    const QString command = args[0];
+    if (command != "dump" && command != "export")
+        return fail("unknown command \"" + command + "\" (see --help)");
+    if (args.size() < 2)
+        return fail(command + " needs a video path (see --help)");
+    const QString video = args[1];
+    if (!QFileInfo(video).isFile())
+        return fail("not a file: " + video);
+
+    if (command == "dump") {
+        if (args.size() != 2)
+            return fail("dump takes one video path (see --help)");
+        VideoInfoParse store;
+        const int result = store.parseFile(video);
+        std::cout << dumpJson(result, store);
+        return std::cout.good() ? 0 : 1;
+    }
+
+    QString format;
+    QString outPath;
+    for (int i = 2; i < args.size(); ++i) {
+        const bool hasValue = i + 1 < args.size();
+        if (args[i] == "--format" && hasValue)
+            format = args[++i];
+        else if (args[i] == "-o" && hasValue)
+            outPath = args[++i];
+        else
+            return fail("unexpected argument \"" + args[i] + "\" (see --help)");
+    }
+    if (!exporters::isFormat(format))
+        return fail("export needs --format gpx, csv, geojson or kml");
+    return exportTrack(video, format, outPath);
+}

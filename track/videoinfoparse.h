@@ -1,0 +1,53 @@
+#pragma once
+
+#include "videoinfo.h"
+
+#include <QMap>
+#include <QString>
+
+// The track store: one sample a second of the video being played, keyed by
+// second from 0 to count - 1, plus the summary figures. It also holds the
+// readers that fill it; which reader runs is decided by parseFile().
+//
+// Written only by the parse thread, read by the GUI thread only after the
+// thread's finished flag is seen (see ParseFileThread).
+class VideoInfoParse
+{
+public:
+    VideoInfoParse();
+    ~VideoInfoParse();
+    VideoInfoParse(const VideoInfoParse &) = delete;
+    VideoInfoParse &operator=(const VideoInfoParse &) = delete;
+
+    QMap<int, VideoInfo *> videoInfoMap; // owned
+    double maxSpeed = 0.0;               // km/h
+    double avgSpeed = 0.0;               // km/h
+    double totalDistance = 0.0;          // metres while filling, km once parsed
+    int isParsed = 0;
+    int count = 0;
+
+    void resetVideoInfo();
+
+    static double DDTran(double ddmm);
+    double get2PointDistance(double lat1, double lon1, double lat2, double lon2);
+
+    // Track source lookup for a video, with the "...B" to "...A" fallback.
+    int parseFile(QString videoPath);
+    int parseFileImpl(QString videoPath);
+
+    // Readers. Each expects resetVideoInfo() just before.
+    int parseGpsInfoFile(QString path);     // NMEA $GPRMC and converted lines
+    int parseMarlGpsInfoFile(QString path); // camera ".info"
+    // Copies the video's first subtitle stream to srtPath with ffmpeg.
+    int genGpsFile(QString videoPath, QString srtPath);
+
+    // 1 when the NUL-terminated line carries a correct "*HH" checksum.
+    static int checkNmeaSum(const char *line);
+
+    // ffmpeg used by genGpsFile(); defaults to the resource directory's.
+    QString ffmpegPath;
+
+private:
+    friend class TrackAccumulator;
+    void clearSamples();
+};
