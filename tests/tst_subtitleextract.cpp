@@ -1,0 +1,66 @@
+// Copying a video's subtitle stream out with the real ffmpeg.
+
+#include "testutil.h"
+#include "videoinfoparse.h"
+
+#include <QElapsedTimer>
+
+class SubtitleExtractTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void resourceFfmpegIsUsedByDefault()
+    {
+        Scratch s;
+        const QStringList lines{"first line", "second line"};
+        QVERIFY(trackgen::writeText(s.path("in.srt"), trackgen::srtDocument(lines)));
+        QString error;
+        QVERIFY2(trackgen::makeClip(s.path("clip.MP4"), 2, s.path("in.srt"), &error), qPrintable(error));
+
+        VideoInfoParse store;
+        QCOMPARE(store.genGpsFile(s.path("clip.MP4"), s.path("clip.srt")), 0);
+        QVERIFY(store.ffmpegPath.endsWith("/../res/ffmpeg"));
+        const QString srt = trackgen::readText(s.path("clip.srt"));
+        QVERIFY2(srt.contains("first line") && srt.contains("second line"), qPrintable(srt));
+    }
+
+    void videoWithoutSubtitlesGivesNothing()
+    {
+        Scratch s;
+        QVERIFY(trackgen::makeClip(s.path("plain.MP4"), 1));
+        VideoInfoParse store;
+        QCOMPARE(store.genGpsFile(s.path("plain.MP4"), s.path("plain.srt")), -1);
+        QVERIFY(!s.exists("plain.srt"));
+    }
+
+    void missingVideoOrToolGivesNothing()
+    {
+        Scratch s;
+        VideoInfoParse store;
+        QCOMPARE(store.genGpsFile(s.path("none.MP4"), s.path("none.srt")), -1);
+        store.ffmpegPath = s.path("no-such-ffmpeg");
+        QVERIFY(trackgen::makeClip(s.path("plain.MP4"), 1));
+        QCOMPARE(store.genGpsFile(s.path("plain.MP4"), s.path("plain.srt")), -1);
+    }
+
+    void staleSrtDoesNotHang()
+    {
+        // ffmpeg asks before overwriting; with its input closed it declines
+        // at once instead of waiting out the 20 s.
+        Scratch s;
+        QVERIFY(trackgen::writeText(s.path("in.srt"), trackgen::srtDocument({"fresh"})));
+        QVERIFY(trackgen::makeClip(s.path("clip.MP4"), 1, s.path("in.srt")));
+        QVERIFY(trackgen::writeText(s.path("clip.srt"), "stale\n"));
+
+        VideoInfoParse store;
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(store.genGpsFile(s.path("clip.MP4"), s.path("clip.srt")), 0);
+        QVERIFY2(timer.elapsed() < 15000, "ffmpeg waited for an answer on its input");
+        QCOMPARE(trackgen::readText(s.path("clip.srt")), QString("stale\n")); // left as it was
+    }
+};
+
+QTEST_GUILESS_MAIN(SubtitleExtractTest)
+#include "tst_subtitleextract.moc"
