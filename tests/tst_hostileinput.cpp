@@ -93,7 +93,9 @@ private slots:
         withNul.insert(10, '\0');
         VideoInfoParse store;
         // The sentence with a NUL before its "*" fails the checksum and is dropped.
-        QCOMPARE(store.parseGpsInfoFile(s.bytes("t.TXT", good + "\n" + withNul + "\n" + good + "\n")), 0);
+        QCOMPARE(
+            store.parseGpsInfoFile(s.bytes("t.TXT", good + "\n" + withNul + "\n" + good + "\n")),
+            0);
         QCOMPARE(store.count, 2);
 
         QByteArray converted = twoConvertedFixes().join('\n').toUtf8() + '\n';
@@ -126,10 +128,12 @@ private slots:
         QVERIFY(store.count <= 2);
 
         QCOMPARE(store.parseMarlGpsInfoFile(s.bytes("t.info", bad + "\n" + bad + "\n")), -1);
-        QVERIFY(SrtParse::parseFile(s.bytes("t.srt", "1\n" + bad + "\n" + bad + "\n\n"), s.path("s.map")));
+        QVERIFY(SrtParse::parseFile(s.bytes("t.srt", "1\n" + bad + "\n" + bad + "\n\n"),
+                                    s.path("s.map")));
         QVERIFY(QFileInfo(s.path("s.map")).size() > 0);
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^GPX: refused"));
-        QCOMPARE(XmlGpsParse::genGpsInfoFile(QString::fromUtf8("<gpx>" + bad), s.path("g.map")), false);
+        QCOMPARE(XmlGpsParse::genGpsInfoFile(QString::fromUtf8("<gpx>" + bad), s.path("g.map")),
+                 false);
     }
 
     void nonFiniteAndHugeNumbers()
@@ -161,8 +165,9 @@ private slots:
         QCOMPARE(store.count, 2);
 
         store.resetVideoInfo();
-        QCOMPARE(store.parseMarlGpsInfoFile(s.lines("i.info", {"20170615 12:00:00,nan,inf,1,0,0,1e308",
-                                                               "20170615 12:00:01,1e308,-inf,1,0,0,nan"})),
+        QCOMPARE(store.parseMarlGpsInfoFile(
+                     s.lines("i.info", {"20170615 12:00:00,nan,inf,1,0,0,1e308",
+                                        "20170615 12:00:01,1e308,-inf,1,0,0,nan"})),
                  0);
         QCOMPARE(store.count, 2);
     }
@@ -171,12 +176,15 @@ private slots:
     {
         Scratch s;
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^GPX: refused, nested deeper"));
-        QCOMPARE(XmlGpsParse::genGpsInfoFile(QString::fromLatin1(nestedXml(100000)), s.path("d.map")),
-                 false);
+        QCOMPARE(
+            XmlGpsParse::genGpsInfoFile(QString::fromLatin1(nestedXml(100000)), s.path("d.map")),
+            false);
         QCOMPARE(QFileInfo(s.path("d.map")).size(), 0);
         // Within the bound the document is converted.
-        XmlGpsParse::genGpsInfoFile(QString::fromLatin1(nestedXml(XmlGpsParse::maxDepth)), s.path("e.map"));
-        QCOMPARE(trackgen::readText(s.path("e.map")), QString("B,,.000,,N,,E,,-08.72,+01.41,+00.59;\n"));
+        XmlGpsParse::genGpsInfoFile(QString::fromLatin1(nestedXml(XmlGpsParse::maxDepth)),
+                                    s.path("e.map"));
+        QCOMPARE(trackgen::readText(s.path("e.map")),
+                 QString("B,,.000,,N,,E,,-08.72,+01.41,+00.59;\n"));
     }
 
     void deeplyNestedXmlThroughTheLookup()

@@ -12,8 +12,9 @@ private slots:
     {
         Scratch s;
         VideoInfoParse store;
-        QCOMPARE(store.parseMarlGpsInfoFile(s.lines("c.info", {"20170615 12:34:56,22.5432,113.9412,1,0,0,36.5",
-                                                              "20170615 12:34:57,22.5433,113.9413,1,0,0,37"})),
+        QCOMPARE(store.parseMarlGpsInfoFile(
+                     s.lines("c.info", {"20170615 12:34:56,22.5432,113.9412,1,0,0,36.5",
+                                        "20170615 12:34:57,22.5433,113.9413,1,0,0,37"})),
                  0);
         const VideoInfo *v = store.videoInfoMap.value(0);
         QCOMPARE(v->date, QString("2017:06:15"));
@@ -34,13 +35,14 @@ private slots:
     {
         Scratch s;
         VideoInfoParse store;
-        QCOMPARE(store.parseMarlGpsInfoFile(s.lines("c.info", {"20170615 01:00:00,-33.8688,151.2093,1,0,0,20",
-                                                              "20170615 01:00:01,-33.8689,151.2094,1,0,0,20",
-                                                              "20170615 01:00:02,40.7,-74.0,1,0,0,20"})),
+        QCOMPARE(store.parseMarlGpsInfoFile(
+                     s.lines("c.info", {"20170615 01:00:00,-33.8688,151.2093,1,0,0,20",
+                                        "20170615 01:00:01,-33.8689,151.2094,1,0,0,20",
+                                        "20170615 01:00:02,40.7,-74.0,1,0,0,20"})),
                  0);
         const VideoInfo *south = store.videoInfoMap.value(0);
         QCOMPARE(south->isNorth, 0);
-        QCOMPARE(south->isEast, 0); // east of Greenwich, yet 0: both follow the latitude
+        QCOMPARE(south->isEast, 0);          // east of Greenwich, yet 0: both follow the latitude
         QCOMPARE(south->latitude, -33.8688); // stored signed, as it stands
         QCOMPARE(south->longitude, 151.2093);
         const VideoInfo *north = store.videoInfoMap.value(2);
@@ -52,11 +54,12 @@ private slots:
     {
         Scratch s;
         VideoInfoParse store;
-        QCOMPARE(store.parseMarlGpsInfoFile(s.lines("c.info", {"20170615 12:34:56,22.5432,113.9412,1,0,0,36.5",
-                                                              "20170615 12:34:57,22.5433,113.9413,0,0,0,99",
-                                                              "20170615 12:34:58,22.5434,113.9414,-1,0,0,99",
-                                                              "20170615 12:34:59,22.5435,113.9415,x,0,0,99",
-                                                              "20170615 12:35:00,22.5436"})),
+        QCOMPARE(store.parseMarlGpsInfoFile(
+                     s.lines("c.info", {"20170615 12:34:56,22.5432,113.9412,1,0,0,36.5",
+                                        "20170615 12:34:57,22.5433,113.9413,0,0,0,99",
+                                        "20170615 12:34:58,22.5434,113.9414,-1,0,0,99",
+                                        "20170615 12:34:59,22.5435,113.9415,x,0,0,99",
+                                        "20170615 12:35:00,22.5436"})),
                  -1);
         QCOMPARE(store.count, 5); // no line is ever dropped
         for (int i = 1; i < 5; ++i) {
@@ -75,9 +78,10 @@ private slots:
     {
         Scratch s;
         VideoInfoParse store;
-        QCOMPARE(store.parseMarlGpsInfoFile(s.lines("c.info", {"20170615 12:34:56,22.5,113.9, 2 ,0,0,1",
-                                                              "20170615 12:34:57,22.6,113.9,3,0,0,1"})),
-                 0);
+        QCOMPARE(
+            store.parseMarlGpsInfoFile(s.lines("c.info", {"20170615 12:34:56,22.5,113.9, 2 ,0,0,1",
+                                                          "20170615 12:34:57,22.6,113.9,3,0,0,1"})),
+            0);
         QCOMPARE(store.videoInfoMap.value(0)->valid, 1);
     }
 

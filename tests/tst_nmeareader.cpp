@@ -171,10 +171,11 @@ private slots:
     {
         Scratch s;
         VideoInfoParse store;
-        QCOMPARE(store.parseGpsInfoFile(s.lines(
-                     "t.map", {"B,061517,123456.000,22.543210,N,113.941234,E,36.5,-08.72,+01.41,+00.59;",
-                               "A,061517,123457,2232.6000,S,11356.4000,W,40.25"})),
-                 0);
+        QCOMPARE(
+            store.parseGpsInfoFile(s.lines(
+                "t.map", {"B,061517,123456.000,22.543210,N,113.941234,E,36.5,-08.72,+01.41,+00.59;",
+                          "A,061517,123457,2232.6000,S,11356.4000,W,40.25"})),
+            0);
         const VideoInfo *b = store.videoInfoMap.value(0);
         QCOMPARE(b->time, QString("12:34:56"));
         QCOMPARE(b->latitude, 22.543210);

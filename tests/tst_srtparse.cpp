@@ -22,16 +22,19 @@ private slots:
     {
         Scratch s;
         const QString rmc = "$GPRMC,123519,A,4807.038,N,01131.000,E,022.4,084.4,230394,003.1,W*6A";
-        QCOMPARE(convert(s, ("1\n00:00:00,000 --> 00:00:01,000\n" + rmc + "\n\n").toUtf8()), rmc + '\n');
+        QCOMPARE(convert(s, ("1\n00:00:00,000 --> 00:00:01,000\n" + rmc + "\n\n").toUtf8()),
+                 rmc + '\n');
     }
 
     void markupIsRemoved()
     {
         Scratch s;
-        QCOMPARE(convert(s, "1\n00:00:00,000 --> 00:00:01,000\n"
-                            "<font color=#ffffff>B,061517,123456.000,22.5,N,113.9,E,30;</font>\n\n"),
+        QCOMPARE(convert(s,
+                         "1\n00:00:00,000 --> 00:00:01,000\n"
+                         "<font color=#ffffff>B,061517,123456.000,22.5,N,113.9,E,30;</font>\n\n"),
                  QString("B,061517,123456.000,22.5,N,113.9,E,30;\n"));
-        QCOMPARE(convert(s, "1\n00:00:00,000 --> 00:00:01,000\n{\\an8}<b>A</b>{x}B\n\n"), QString("AB\n"));
+        QCOMPARE(convert(s, "1\n00:00:00,000 --> 00:00:01,000\n{\\an8}<b>A</b>{x}B\n\n"),
+                 QString("AB\n"));
     }
 
     void textLinesAreJoinedWithoutABlank()
@@ -74,7 +77,8 @@ private slots:
     void windowsLineEnds()
     {
         Scratch s;
-        QCOMPARE(convert(s, "1\r\n00:00:00,000 --> 00:00:01,000\r\nline\r\n\r\n"), QString("line\n"));
+        QCOMPARE(convert(s, "1\r\n00:00:00,000 --> 00:00:01,000\r\nline\r\n\r\n"),
+                 QString("line\n"));
     }
 
     void missingSrtFails()
@@ -137,15 +141,24 @@ private slots:
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("clean");
-        QTest::newRow("empty") << "" << "";
-        QTest::newRow("plain") << "abc" << "abc";
-        QTest::newRow("nested") << "<i><b>x</b></i>" << "x";
-        QTest::newRow("all markup") << "<a>" << "";
-        QTest::newRow("close before open stops") << "a>b<c>d" << "a>b<c>d";
-        QTest::newRow("close before open, later") << "<x>a>b<c>" << "a>b<c>";
-        QTest::newRow("open without close") << "a<b" << "a<b";
-        QTest::newRow("braces") << "{\\an8}x{y}" << "x";
-        QTest::newRow("brace close first") << "}x{" << "}x{";
+        QTest::newRow("empty") << ""
+                               << "";
+        QTest::newRow("plain") << "abc"
+                               << "abc";
+        QTest::newRow("nested") << "<i><b>x</b></i>"
+                                << "x";
+        QTest::newRow("all markup") << "<a>"
+                                    << "";
+        QTest::newRow("close before open stops") << "a>b<c>d"
+                                                 << "a>b<c>d";
+        QTest::newRow("close before open, later") << "<x>a>b<c>"
+                                                  << "a>b<c>";
+        QTest::newRow("open without close") << "a<b"
+                                            << "a<b";
+        QTest::newRow("braces") << "{\\an8}x{y}"
+                                << "x";
+        QTest::newRow("brace close first") << "}x{"
+                                           << "}x{";
     }
     void markupStripping()
     {

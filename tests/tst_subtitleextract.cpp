@@ -16,7 +16,8 @@ private slots:
         const QStringList lines{"first line", "second line"};
         QVERIFY(trackgen::writeText(s.path("in.srt"), trackgen::srtDocument(lines)));
         QString error;
-        QVERIFY2(trackgen::makeClip(s.path("clip.MP4"), 2, s.path("in.srt"), &error), qPrintable(error));
+        QVERIFY2(trackgen::makeClip(s.path("clip.MP4"), 2, s.path("in.srt"), &error),
+                 qPrintable(error));
 
         VideoInfoParse store;
         QCOMPARE(store.genGpsFile(s.path("clip.MP4"), s.path("clip.srt")), 0);

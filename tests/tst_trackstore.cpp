@@ -126,7 +126,8 @@ private slots:
     {
         Scratch s;
         VideoInfoParse store;
-        QCOMPARE(store.parseGpsInfoFile(s.lines("t.map", {fix(22.5, 113.9), fix(22.501, 113.9)})), 0);
+        QCOMPARE(store.parseGpsInfoFile(s.lines("t.map", {fix(22.5, 113.9), fix(22.501, 113.9)})),
+                 0);
         const double km = store.get2PointDistance(22.501, 113.9, 22.5, 113.9) / 1000.0;
         QCOMPARE(store.isParsed, 1);
         QCOMPARE(store.totalDistance, km);
@@ -172,7 +173,8 @@ private slots:
     {
         Scratch s;
         VideoInfoParse store;
-        QCOMPARE(store.parseGpsInfoFile(s.lines("t.map", {fix(22.5, 113.9, 0.0), fix(22.6, 113.9, 0.0)})),
+        QCOMPARE(store.parseGpsInfoFile(
+                     s.lines("t.map", {fix(22.5, 113.9, 0.0), fix(22.6, 113.9, 0.0)})),
                  0);
         QCOMPARE(store.maxSpeed, 0.0);
     }
@@ -181,9 +183,10 @@ private slots:
     {
         Scratch s;
         VideoInfoParse store;
-        QCOMPARE(store.parseGpsInfoFile(s.lines(
-                     "t.map", {fix(22.5, 113.9, 12.5), fix(22.6, 113.9, 88.25), fix(22.7, 113.9, 40)})),
-                 0);
+        QCOMPARE(
+            store.parseGpsInfoFile(s.lines(
+                "t.map", {fix(22.5, 113.9, 12.5), fix(22.6, 113.9, 88.25), fix(22.7, 113.9, 40)})),
+            0);
         QCOMPARE(store.maxSpeed, 88.25);
     }
 

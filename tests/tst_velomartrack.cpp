@@ -96,7 +96,8 @@ private slots:
         const Run r = run({"--help"});
         QCOMPARE(r.exitCode, 0);
         QVERIFY(r.out.contains("velomar-track dump VIDEO"));
-        QVERIFY(r.out.contains("velomar-track export VIDEO --format gpx|csv|geojson|kml [-o FILE]"));
+        QVERIFY(
+            r.out.contains("velomar-track export VIDEO --format gpx|csv|geojson|kml [-o FILE]"));
     }
 
     void badArguments_data()
@@ -208,10 +209,11 @@ private slots:
     void exportCsvSignsByHemisphere()
     {
         Scratch s;
-        s.lines("clip.TXT",
-                {"$GPRMC,120000,A,3352.128,S,07040.158,W,10.0,0,150617,,*" +
-                     trackgen::nmeaChecksum("GPRMC,120000,A,3352.128,S,07040.158,W,10.0,0,150617,,"),
-                 "B,1,120001,33.87,N,70.67,E,20", "junk", "B,1,120003,33.88,S,70.68,W,40"});
+        s.lines(
+            "clip.TXT",
+            {"$GPRMC,120000,A,3352.128,S,07040.158,W,10.0,0,150617,,*" +
+                 trackgen::nmeaChecksum("GPRMC,120000,A,3352.128,S,07040.158,W,10.0,0,150617,,"),
+             "B,1,120001,33.87,N,70.67,E,20", "junk", "B,1,120003,33.88,S,70.68,W,40"});
         s.bytes("clip.MP4", "x");
         const Run r = run({"export", s.path("clip.MP4"), "--format", "csv"});
         QCOMPARE(r.exitCode, 0);
@@ -266,8 +268,10 @@ private slots:
         const QJsonObject feature = geo["features"].toArray()[0].toObject();
         const QJsonArray coords = feature["geometry"].toObject()["coordinates"].toArray();
         QCOMPARE(coords.size(), 10);
-        QCOMPARE(coords[3].toArray()[0].toDouble(), QString::number(drive[3].longitude, 'f', 6).toDouble());
-        QCOMPARE(coords[3].toArray()[1].toDouble(), QString::number(drive[3].latitude, 'f', 6).toDouble());
+        QCOMPARE(coords[3].toArray()[0].toDouble(),
+                 QString::number(drive[3].longitude, 'f', 6).toDouble());
+        QCOMPARE(coords[3].toArray()[1].toDouble(),
+                 QString::number(drive[3].latitude, 'f', 6).toDouble());
         const QJsonArray speeds = feature["properties"].toObject()["speed_kmh"].toArray();
         QCOMPARE(speeds[3].toDouble(), QString::number(drive[3].speedKmh, 'f', 2).toDouble());
 
@@ -277,7 +281,8 @@ private slots:
         QXmlStreamReader kml(r.out);
         int placemarks = 0;
         while (!kml.atEnd())
-            if (kml.readNext() == QXmlStreamReader::StartElement && kml.name() == QLatin1String("Placemark"))
+            if (kml.readNext() == QXmlStreamReader::StartElement &&
+                kml.name() == QLatin1String("Placemark"))
                 ++placemarks;
         QVERIFY2(!kml.hasError(), qPrintable(kml.errorString()));
         QCOMPARE(placemarks, 11); // the route and one a sample
@@ -297,7 +302,8 @@ private slots:
     {
         Scratch s;
         QVERIFY(trackgen::makeClip(s.path("clip.MP4"), 1));
-        const Run r = run({"export", s.path("clip.MP4"), "--format", "gpx", "-o", s.path("out.gpx")});
+        const Run r =
+            run({"export", s.path("clip.MP4"), "--format", "gpx", "-o", s.path("out.gpx")});
         QCOMPARE(r.exitCode, 2);
         QVERIFY(r.err.contains("no usable track"));
         QVERIFY(!s.exists("out.gpx"));

@@ -18,8 +18,9 @@ private slots:
         const QString xml = "<gpx><pt time=\"2017-06-15T12:34:56Z\" lat=\"22.543210\" "
                             "lon=\"113.941234\" speed=\"36.5\"/></gpx>";
         QCOMPARE(XmlGpsParse::genGpsInfoFile(xml, s.path("c.map")), false); // false even so
-        QCOMPARE(trackgen::readText(s.path("c.map")),
-                 QString("B,061517,123456.000,22.543210,N,113.941234,E,36.5,-08.72,+01.41,+00.59;\n"));
+        QCOMPARE(
+            trackgen::readText(s.path("c.map")),
+            QString("B,061517,123456.000,22.543210,N,113.941234,E,36.5,-08.72,+01.41,+00.59;\n"));
     }
 
     void pointsInDocumentOrder()
@@ -31,8 +32,9 @@ private slots:
         const QStringList lines = trackgen::readText(s.path("c.map")).split('\n');
         QCOMPARE(lines.size(), 4); // three lines and the empty piece after the last "\n"
         for (int i = 0; i < 3; ++i)
-            QVERIFY2(lines[i].startsWith("B,061517," + trackgen::hhmmss(drive[i].secondOfDay) + ".000,"),
-                     qPrintable(lines[i]));
+            QVERIFY2(
+                lines[i].startsWith("B,061517," + trackgen::hhmmss(drive[i].secondOfDay) + ".000,"),
+                qPrintable(lines[i]));
     }
 
     void signedCoordinatesKeepTheirSign()
@@ -66,8 +68,10 @@ private slots:
     {
         Scratch s;
         s.bytes("c.map", "old line 1\nold line 2\nold line 3\n");
-        XmlGpsParse::genGpsInfoFile("<gpx><pt lat=\"1\" lon=\"2\" speed=\"3\"/></gpx>", s.path("c.map"));
-        QCOMPARE(trackgen::readText(s.path("c.map")), QString("B,,.000,1,N,2,E,3,-08.72,+01.41,+00.59;\n"));
+        XmlGpsParse::genGpsInfoFile("<gpx><pt lat=\"1\" lon=\"2\" speed=\"3\"/></gpx>",
+                                    s.path("c.map"));
+        QCOMPARE(trackgen::readText(s.path("c.map")),
+                 QString("B,,.000,1,N,2,E,3,-08.72,+01.41,+00.59;\n"));
     }
 
     void standardGpxGivesOneEmptyLinePerTopLevelChild()
@@ -99,8 +103,10 @@ private slots:
     void percentSignsStayAsTheyStand()
     {
         Scratch s;
-        XmlGpsParse::genGpsInfoFile("<gpx><pt lat=\"%2\" lon=\"%3\" speed=\"%1\"/></gpx>", s.path("c.map"));
-        QCOMPARE(trackgen::readText(s.path("c.map")), QString("B,,.000,%2,N,%3,E,%1,-08.72,+01.41,+00.59;\n"));
+        XmlGpsParse::genGpsInfoFile("<gpx><pt lat=\"%2\" lon=\"%3\" speed=\"%1\"/></gpx>",
+                                    s.path("c.map"));
+        QCOMPARE(trackgen::readText(s.path("c.map")),
+                 QString("B,,.000,%2,N,%3,E,%1,-08.72,+01.41,+00.59;\n"));
     }
 
     void malformedXmlLeavesAnEmptyMap()
@@ -130,7 +136,8 @@ private slots:
         QCOMPARE(XmlGpsParse::parseFile(s.path("none.GPX"), s.path("c.map")), false);
         QVERIFY(!s.exists("c.map"));
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^GPX: cannot write"));
-        QCOMPARE(XmlGpsParse::genGpsInfoFile("<gpx><pt/></gpx>", s.path("no/such/dir/c.map")), false);
+        QCOMPARE(XmlGpsParse::genGpsInfoFile("<gpx><pt/></gpx>", s.path("no/such/dir/c.map")),
+                 false);
     }
 };
 

@@ -2,6 +2,7 @@
 // "YYYYMMDD?hh:mm:ss,lat,lon,fixQuality,_,_,km/h,..." with signed decimal
 // degrees. Every non-empty line takes one second; none is dropped.
 
+#include "fields.h"
 #include "textlines.h"
 #include "trackaccumulator.h"
 #include "videoinfoparse.h"
@@ -13,32 +14,40 @@ int VideoInfoParse::parseMarlGpsInfoFile(QString path)
     clearSamples();
     TrackAccumulator track(*this);
 
-    QStringList lines;
-    if (!readNonEmptyLines(path, lines)) {
+    TextLines text;
+    if (!text.read(path)) {
         qWarning().noquote() << "open " + path + " failed";
         return -1;
     }
-    if (lines.isEmpty())
+    if (text.lines().isEmpty())
         return -1;
 
-    for (const QString &line : qAsConst(lines)) {
-        const QStringList f = line.split(QLatin1Char(','));
-        auto field = [&f](int i) { return i < f.size() ? f[i] : QString(); };
+    Fields f;
+    for (const QStringRef &line : text.lines()) {
+        splitFields(line, f, 8); // fields 7 and on are never read
+        auto field = [&f](int i) { return i < f.size() ? f[i] : QStringRef(); };
 
         auto *sample = new VideoInfo;
-        const QString stamp = f[0];
-        sample->date = stamp.mid(0, 4) + ':' + stamp.mid(4, 2) + ':' + stamp.mid(6, 2);
-        sample->time = stamp.mid(9, 8);
+        const QStringRef stamp = f[0];
+        QString date;
+        date.reserve(10);
+        date += stamp.mid(0, 4);
+        date += QLatin1Char(':');
+        date += stamp.mid(4, 2);
+        date += QLatin1Char(':');
+        date += stamp.mid(6, 2);
+        sample->date = date;
+        sample->time = stamp.mid(9, 8).toString();
         sample->valid = field(3).toInt(nullptr, 10) > 0 ? 1 : 0;
         if (sample->valid) {
-            const double lat = field(1).toDouble();
+            const double lat = toDouble(field(1));
             // Both flags follow the latitude; consumers negate both south
             // of the equator, as the camera's own viewer does.
             sample->isNorth = lat > 0.0;
             sample->isEast = lat > 0.0;
             sample->latitude = lat;
-            sample->longitude = field(2).toDouble();
-            sample->speed = field(6).toDouble();
+            sample->longitude = toDouble(field(2));
+            sample->speed = toDouble(field(6));
         }
         track.add(sample);
     }

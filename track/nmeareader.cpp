@@ -5,6 +5,7 @@
 // B|A,MMDDYY,hhmmss[.sss],lat,N|S,lon,E|W,km/h,...    ("B": decimal degrees,
 //                                                     "A": ddmm.mmmm)
 
+#include "fields.h"
 #include "textlines.h"
 #include "trackaccumulator.h"
 #include "videoinfoparse.h"
@@ -17,50 +18,62 @@ namespace {
 
 const double kmhPerKnot = 1.85;
 
-QString clockText(const QString &hhmmss)
+QString clockText(const QStringRef &hhmmss)
 {
-    return hhmmss.mid(0, 2) + ':' + hhmmss.mid(2, 2) + ':' + hhmmss.mid(4, 2);
+    QString t;
+    t.reserve(8);
+    t += hhmmss.mid(0, 2);
+    t += QLatin1Char(':');
+    t += hhmmss.mid(2, 2);
+    t += QLatin1Char(':');
+    t += hhmmss.mid(4, 2);
+    return t;
 }
 
-bool isHemisphere(const QString &field, char positive, char negative)
+bool is(const QStringRef &field, char c)
 {
-    return field == QLatin1Char(positive) || field == QLatin1Char(negative);
+    return field.size() == 1 && field.at(0) == QLatin1Char(c);
+}
+
+bool isHemisphere(const QStringRef &field, char positive, char negative)
+{
+    return is(field, positive) || is(field, negative);
 }
 
 // Fills the sample from a $GPRMC sentence whose checksum has passed.
-void readRmc(const QStringList &f, VideoInfo &s)
+void readRmc(const Fields &f, VideoInfo &s)
 {
     if (f.size() < 8)
         return;
-    if (!(f[2] == "A" || f[2] == "B") || !isHemisphere(f[4], 'N', 'S') ||
+    if (!(is(f[2], 'A') || is(f[2], 'B')) || !isHemisphere(f[4], 'N', 'S') ||
         !isHemisphere(f[6], 'E', 'W'))
         return;
     s.time = clockText(f[1]);
-    s.latitude = VideoInfoParse::DDTran(f[3].toDouble());
-    s.isNorth = f[4] == "N";
-    s.longitude = VideoInfoParse::DDTran(f[5].toDouble());
-    s.isEast = f[6] == "E";
-    s.speed = f[7].toDouble() * kmhPerKnot;
+    s.latitude = VideoInfoParse::DDTran(toDouble(f[3]));
+    s.isNorth = is(f[4], 'N');
+    s.longitude = VideoInfoParse::DDTran(toDouble(f[5]));
+    s.isEast = is(f[6], 'E');
+    s.speed = toDouble(f[7]) * kmhPerKnot;
     s.valid = 1;
 }
 
 // Fills the sample from a converted line (kind "B" or "A").
-void readConverted(const QStringList &f, VideoInfo &s)
+void readConverted(const Fields &f, VideoInfo &s)
 {
     if (f.size() < 8)
         return;
-    const bool decimal = f[0] == "B";
-    if (!(decimal || f[0] == "A") || !isHemisphere(f[4], 'N', 'S') ||
+    const bool decimal = is(f[0], 'B');
+    if (!(decimal || is(f[0], 'A')) || !isHemisphere(f[4], 'N', 'S') ||
         !isHemisphere(f[6], 'E', 'W'))
         return;
     s.time = clockText(f[2]);
-    const double lat = f[3].toDouble();
-    const double lon = f[5].toDouble();
+    const double lat = toDouble(f[3]);
+    const double lon = toDouble(f[5]);
     s.latitude = decimal ? lat : VideoInfoParse::DDTran(lat);
-    s.isNorth = f[4] == "N";
+    s.isNorth = is(f[4], 'N');
     s.longitude = decimal ? lon : VideoInfoParse::DDTran(lon);
-    s.isEast = f[6] == "E";
-    s.speed = f[7].toDouble();
+    s.isEast = is(f[6], 'E');
+    s.speed = toDouble(f[7]);
     s.valid = 1;
 }
 
@@ -71,17 +84,20 @@ int VideoInfoParse::parseGpsInfoFile(QString path)
     clearSamples();
     TrackAccumulator track(*this);
 
-    QStringList lines;
-    if (!readNonEmptyLines(path, lines) || lines.isEmpty())
+    TextLines text;
+    if (!text.read(path) || text.lines().isEmpty())
         return -1;
 
-    for (const QString &line : qAsConst(lines)) {
-        const QStringList fields = line.split(QLatin1Char(','));
+    const QString noDate = QStringLiteral("FFFF:FF:FF"); // shared by every sample
+    Fields fields;
+    QByteArray bytes;
+    for (const QStringRef &line : text.lines()) {
+        splitFields(line, fields, 9); // fields 8 and on are never read
         auto *sample = new VideoInfo;
-        sample->date = QStringLiteral("FFFF:FF:FF");
+        sample->date = noDate;
         if (fields[0] == QLatin1String("$GPRMC")) {
-            if (!checkNmeaSum(line.toUtf8().constData())) {
-                qDebug().noquote() << "invalid line: " + line;
+            if (!checkNmeaSum(utf8Bytes(line, bytes))) {
+                qDebug().noquote() << "invalid line: " + line.toString();
                 delete sample;
                 continue; // dropped: later samples move one second earlier
             }

@@ -16,7 +16,8 @@ namespace {
 void park(QProcess *process)
 {
     static QMutex mutex;
-    static std::vector<std::unique_ptr<QProcess>> *parked = new std::vector<std::unique_ptr<QProcess>>;
+    static std::vector<std::unique_ptr<QProcess>> *parked =
+        new std::vector<std::unique_ptr<QProcess>>;
     QMutexLocker lock(&mutex);
     parked->emplace_back(process);
 }

@@ -1,8 +1,21 @@
 #pragma once
 
 #include <QString>
-#include <QStringList>
+#include <QStringRef>
+#include <QVector>
 
-// Reads a UTF-8 text file whole. Returns false when it cannot be opened.
-// Line ends (including every '\r') are dropped; empty lines are skipped.
-bool readNonEmptyLines(const QString &path, QStringList &lines);
+// A UTF-8 text file read whole, as its non-empty lines. Line ends and every
+// '\r' are dropped, invalid bytes read as U+FFFD and a byte-order mark picks
+// the encoding, as a text-mode QTextStream reads it; one decode and no copy
+// per line keeps a day-long track quick.
+class TextLines
+{
+public:
+    // False when the file cannot be opened.
+    bool read(const QString &path);
+    const QVector<QStringRef> &lines() const { return lineRefs; }
+
+private:
+    QString text;
+    QVector<QStringRef> lineRefs;
+};

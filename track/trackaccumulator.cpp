@@ -15,7 +15,8 @@ void TrackAccumulator::add(VideoInfo *sample)
     } else {
         sample->makePlaceholder();
     }
-    store.videoInfoMap.insert(store.count, sample);
+    // Keys only grow: the end is the right place, and the hint saves the search.
+    store.videoInfoMap.insert(store.videoInfoMap.cend(), store.count, sample);
     if (sample->speed > store.maxSpeed)
         store.maxSpeed = sample->speed;
     ++store.count;

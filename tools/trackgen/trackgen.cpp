@@ -58,12 +58,11 @@ QString ddmm(double degrees, int degreeDigits)
 
 QString rmcLine(const Fix &fix, const QString &status)
 {
-    const QString body =
-        QStringLiteral("GPRMC,%1.000,%2,%3,%4,%5,%6,%7,045.0,150617,,,A")
-            .arg(hhmmss(fix.secondOfDay), status, ddmm(fix.latitude, 2),
-                 fix.latitude >= 0 ? "N" : "S", ddmm(fix.longitude, 3),
-                 fix.longitude >= 0 ? "E" : "W")
-            .arg(fix.speedKmh / 1.85, 0, 'f', 3);
+    const QString body = QStringLiteral("GPRMC,%1.000,%2,%3,%4,%5,%6,%7,045.0,150617,,,A")
+                             .arg(hhmmss(fix.secondOfDay), status, ddmm(fix.latitude, 2),
+                                  fix.latitude >= 0 ? "N" : "S", ddmm(fix.longitude, 3),
+                                  fix.longitude >= 0 ? "E" : "W")
+                             .arg(fix.speedKmh / 1.85, 0, 'f', 3);
     return '$' + body + '*' + nmeaChecksum(body.toLatin1());
 }
 
@@ -132,17 +131,31 @@ QString ffmpegPath()
 bool makeClip(const QString &path, int seconds, const QString &srtPath, QString *error)
 {
     const QString suffix = QFileInfo(path).suffix().toLower();
-    QStringList args{"-y", "-v", "error", "-f", "lavfi", "-i",
+    QStringList args{"-y",
+                     "-v",
+                     "error",
+                     "-f",
+                     "lavfi",
+                     "-i",
                      QStringLiteral("testsrc=size=320x240:rate=10:duration=%1").arg(seconds)};
     if (!srtPath.isEmpty())
         args << "-i" << srtPath;
-    args << "-map" << "0:v";
+    args << "-map"
+         << "0:v";
     if (suffix == "avi")
-        args << "-c:v" << "mpeg4";
+        args << "-c:v"
+             << "mpeg4";
     else
-        args << "-c:v" << "libx264" << "-preset" << "ultrafast" << "-pix_fmt" << "yuv420p";
+        args << "-c:v"
+             << "libx264"
+             << "-preset"
+             << "ultrafast"
+             << "-pix_fmt"
+             << "yuv420p";
     if (!srtPath.isEmpty())
-        args << "-map" << "1:s" << "-c:s" << (suffix == "avi" ? "srt" : "mov_text");
+        args << "-map"
+             << "1:s"
+             << "-c:s" << (suffix == "avi" ? "srt" : "mov_text");
     args << path;
 
     QProcess ffmpeg;

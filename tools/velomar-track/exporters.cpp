@@ -97,9 +97,8 @@ void writeKml(const QString &title, const QVector<Point> &points, std::ostream &
             os << "<TimeStamp><when>" << out::xmlText(date + 'T' + s.time) << "</when></TimeStamp>";
         os << "<ExtendedData><Data name=\"second\"><value>" << p.second
            << "</value></Data><Data name=\"speed_kmh\"><value>" << number(s.speed)
-           << "</value></Data></ExtendedData><Point><coordinates>"
-           << number(s.signedLongitude()) << ',' << number(s.signedLatitude())
-           << "</coordinates></Point></Placemark>\n";
+           << "</value></Data></ExtendedData><Point><coordinates>" << number(s.signedLongitude())
+           << ',' << number(s.signedLatitude()) << "</coordinates></Point></Placemark>\n";
     }
     os << " </Folder>\n</Document>\n</kml>\n";
 }
