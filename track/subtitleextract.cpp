@@ -4,6 +4,7 @@
 
 #include <QDebug>
 #include <QFile>
+#include <QFileInfo>
 #include <QMutex>
 #include <QProcess>
 #include <memory>
@@ -28,6 +29,11 @@ int VideoInfoParse::genGpsFile(QString videoPath, QString srtPath)
 {
     if (ffmpegPath.isEmpty())
         ffmpegPath = Config::getInstance()->resDir + "/ffmpeg";
+
+    if (!QFileInfo(ffmpegPath).isExecutable()) {
+        qWarning().noquote() << "ffmpeg not found at" << ffmpegPath;
+        return QFile::exists(srtPath) ? 0 : -1;
+    }
 
     auto *process = new QProcess;
     process->start(ffmpegPath, {"-i", videoPath, "-map", "0:s:0", srtPath}, QIODevice::ReadWrite);
