@@ -1,0 +1,208 @@
+#include "avplayer.h"
+
+#include "audiooutput.h"
+#include "mpvcore.h"
+#include "mpvnames.h"
+#include "videocapture.h"
+#include "videooutput.h"
+
+#include <QDebug>
+#include <cmath>
+
+namespace media {
+
+namespace {
+enum Observed : uint64_t
+{
+    ObsTimePos = 1,
+    ObsDuration,
+    ObsPause
+};
+
+qint64 toMs(double seconds)
+{
+    return std::isfinite(seconds) ? qint64(std::llround(seconds * 1000.0)) : 0;
+}
+} // namespace
+
+AVPlayer::AVPlayer(QObject *parent)
+    : QObject(parent), audioOutput(new AudioOutput(this)), capture(new VideoCapture(this))
+{
+    qRegisterMetaType<media::AVError>("media::AVError");
+    mpv = core::create("null");
+    if (!mpv)
+        return;
+    mpv_observe_property(mpv, ObsTimePos, mpv::propTimePos, MPV_FORMAT_DOUBLE);
+    mpv_observe_property(mpv, ObsDuration, mpv::propDuration, MPV_FORMAT_DOUBLE);
+    mpv_observe_property(mpv, ObsPause, mpv::propPause, MPV_FORMAT_FLAG);
+    // mpv wakes us from its own thread; events are read on ours.
+    mpv_set_wakeup_callback(
+        mpv,
+        [](void *self) {
+            QMetaObject::invokeMethod(static_cast<AVPlayer *>(self), "drainEvents",
+                                      Qt::QueuedConnection);
+        },
+        this);
+    audioOutput->attach(mpv);
+    capture->attach(mpv);
+}
+
+AVPlayer::~AVPlayer()
+{
+    if (!mpv)
+        return;
+    mpv_set_wakeup_callback(mpv, nullptr, nullptr);
+    if (renderer)
+        renderer->detach(); // the render context must go before the core
+    mpv_terminate_destroy(mpv);
+}
+
+void AVPlayer::play(const QString &file)
+{
+    if (!mpv) {
+        emit error(AVError(AVError::OpenError, QStringLiteral("media: no mpv core")));
+        return;
+    }
+    path = file;
+    core::setFlag(mpv, mpv::optPause, false);
+    core::commandAsync(mpv, {mpv::cmdLoadFile, file.toUtf8(), "replace"});
+}
+
+void AVPlayer::pause(bool p)
+{
+    if (mpv && entry >= 0)
+        core::setFlag(mpv, mpv::propPause, p);
+}
+
+bool AVPlayer::isPaused() const
+{
+    return hasStarted && paused;
+}
+
+bool AVPlayer::isPlaying() const
+{
+    return hasStarted && !paused;
+}
+
+void AVPlayer::stop()
+{
+    if (mpv)
+        core::commandAsync(mpv, {mpv::cmdStop});
+}
+
+void AVPlayer::seek(qint64 ms)
+{
+    if (!mpv || !loaded)
+        return;
+    core::commandAsync(
+        mpv, {mpv::cmdSeek, QByteArray::number(double(ms) / 1000.0, 'f', 3), "absolute+exact"});
+}
+
+qint64 AVPlayer::position() const
+{
+    return positionMs;
+}
+
+qint64 AVPlayer::duration() const
+{
+    return durationMs;
+}
+
+QString AVPlayer::file() const
+{
+    return path;
+}
+
+void AVPlayer::setRenderer(VideoOutput *output)
+{
+    if (renderer == output || !mpv)
+        return;
+    if (renderer)
+        renderer->detach();
+    renderer = output;
+    const bool rendering = output && output->attach(mpv);
+    mpv_set_property_string(mpv, mpv::optVo, rendering ? "libmpv" : "null");
+}
+
+AudioOutput *AVPlayer::audio() const
+{
+    if (!mpv || core::getString(mpv, mpv::propCurrentAo).isEmpty())
+        return nullptr;
+    return audioOutput;
+}
+
+VideoCapture *AVPlayer::videoCapture() const
+{
+    return capture;
+}
+
+void AVPlayer::drainEvents()
+{
+    while (mpv) {
+        const mpv_event *event = mpv_wait_event(mpv, 0);
+        if (event->event_id == MPV_EVENT_NONE)
+            break;
+        handle(event);
+    }
+}
+
+void AVPlayer::handle(const mpv_event *event)
+{
+    switch (event->event_id) {
+    case MPV_EVENT_START_FILE:
+        entry = static_cast<mpv_event_start_file *>(event->data)->playlist_entry_id;
+        loaded = false;
+        hasStarted = false;
+        positionMs = 0;
+        durationMs = 0;
+        break;
+    case MPV_EVENT_FILE_LOADED: {
+        loaded = true;
+        double seconds = 0.0;
+        if (core::getDouble(mpv, mpv::propDuration, seconds))
+            durationMs = toMs(seconds);
+        break;
+    }
+    case MPV_EVENT_PLAYBACK_RESTART:
+        // The first restart after loading: the first frame is decoded and up.
+        if (loaded && !hasStarted) {
+            hasStarted = true;
+            emit started();
+        }
+        break;
+    case MPV_EVENT_END_FILE: {
+        const auto *end = static_cast<mpv_event_end_file *>(event->data);
+        if (end->playlist_entry_id != entry)
+            break;
+        entry = -1;
+        loaded = false;
+        hasStarted = false;
+        if (end->reason == MPV_END_FILE_REASON_ERROR)
+            emit error(AVError(AVError::OpenError,
+                               QStringLiteral("cannot play %1: %2")
+                                   .arg(path, QString::fromUtf8(mpv_error_string(end->error)))));
+        emit stopped();
+        break;
+    }
+    case MPV_EVENT_PROPERTY_CHANGE: {
+        const auto *p = static_cast<mpv_event_property *>(event->data);
+        if (event->reply_userdata == ObsTimePos && p->format == MPV_FORMAT_DOUBLE) {
+            positionMs = toMs(*static_cast<double *>(p->data));
+            if (hasStarted)
+                emit positionChanged(positionMs);
+        } else if (event->reply_userdata == ObsDuration && p->format == MPV_FORMAT_DOUBLE) {
+            durationMs = toMs(*static_cast<double *>(p->data));
+        } else if (event->reply_userdata == ObsPause && p->format == MPV_FORMAT_FLAG) {
+            paused = *static_cast<int *>(p->data) != 0;
+        }
+        break;
+    }
+    case MPV_EVENT_LOG_MESSAGE:
+        core::forwardLog(static_cast<mpv_event_log_message *>(event->data));
+        break;
+    default:
+        break;
+    }
+}
+
+} // namespace media

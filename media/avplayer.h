@@ -1,0 +1,71 @@
+#pragma once
+
+#include "averror.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+
+struct mpv_handle;
+struct mpv_event;
+
+namespace media {
+
+class AudioOutput;
+class VideoCapture;
+class VideoOutput;
+
+// Plays one file at a time on an mpv core. Signals come on the GUI thread:
+// started() once the file is open with its duration known and its first
+// frame up, positionChanged() several times a second while playing, and
+// stopped() exactly once for every play(), whether the file ended, was
+// stopped, was replaced or failed (then after error()). play() may be called
+// from a stopped() handler.
+class AVPlayer : public QObject
+{
+    Q_OBJECT
+public:
+    explicit AVPlayer(QObject *parent = nullptr);
+    ~AVPlayer() override;
+
+    void play(const QString &path);
+    void pause(bool paused);
+    bool isPaused() const;
+    bool isPlaying() const; // playing and not paused
+    void stop();
+    void seek(qint64 ms); // exact
+    qint64 position() const;
+    qint64 duration() const;
+    QString file() const;
+
+    void setRenderer(VideoOutput *output);
+    AudioOutput *audio() const; // null without an audio track or an audio device
+    VideoCapture *videoCapture() const;
+
+signals:
+    void positionChanged(qint64 ms);
+    void started();
+    void stopped();
+    void error(const media::AVError &error);
+
+private slots:
+    void drainEvents();
+
+private:
+    void handle(const mpv_event *event);
+
+    mpv_handle *mpv = nullptr;
+    QPointer<VideoOutput> renderer;
+    AudioOutput *audioOutput;
+    VideoCapture *capture;
+
+    QString path;
+    qint64 entry = -1;   // the playlist entry being played, -1 when none
+    bool loaded = false; // the entry's file is open
+    bool hasStarted = false;
+    bool paused = false;
+    qint64 positionMs = 0;
+    qint64 durationMs = 0;
+};
+
+} // namespace media

@@ -1,0 +1,60 @@
+#pragma once
+
+// The preview's decoding thread; internal to the media layer.
+
+#include <QImage>
+#include <QPointer>
+#include <QSize>
+#include <QString>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+struct mpv_handle;
+struct mpv_render_context;
+
+namespace media {
+
+class VideoPreviewWidget;
+
+class PreviewDecoder
+{
+public:
+    explicit PreviewDecoder(VideoPreviewWidget *widget);
+    ~PreviewDecoder();
+
+    // Replaces any request not yet taken up.
+    void request(const QString &file, qint64 ms, QSize size, quint64 serial);
+
+private:
+    struct Request
+    {
+        QString file;
+        qint64 ms = 0;
+        QSize size;
+        quint64 serial = 0;
+    };
+
+    void run();
+    bool start();
+    bool load(const QString &file);
+    bool seekTo(qint64 ms);
+    bool waitFor(int eventId, double seconds);
+    QImage renderFrame(QSize size);
+    bool superseded();
+
+    QPointer<VideoPreviewWidget> widget;
+    mpv_handle *mpv = nullptr;
+    mpv_render_context *render = nullptr;
+    QString loaded;
+
+    std::mutex mutex;
+    std::condition_variable wake;
+    bool hasPending = false;
+    bool quit = false;
+    bool frameReady = false;
+    Request pending;
+    std::thread thread;
+};
+
+} // namespace media

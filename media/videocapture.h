@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QImage>
+#include <QObject>
+#include <QString>
+
+struct mpv_handle;
+
+namespace media {
+
+// Snapshots of the current video frame at the video's own resolution.
+// capture() emits imageCaptured() at once, then saved(path) once the file is
+// written (off the GUI thread), or failed() when there is no frame or the
+// file cannot be written.
+class VideoCapture : public QObject
+{
+    Q_OBJECT
+public:
+    explicit VideoCapture(QObject *parent = nullptr);
+
+    QString captureDir() const { return dir; }
+    void setCaptureDir(const QString &d) { dir = d; }
+    QString captureName() const { return name; }
+    void setCaptureName(const QString &n) { name = n; }
+    QString saveFormat() const { return format; } // "jpg" by default
+    void setSaveFormat(const QString &f) { format = f; }
+    int quality() const { return imageQuality; }
+    void setQuality(int q) { imageQuality = q; }
+
+    // The frame on screen now; null when there is none.
+    QImage grab() const;
+
+public slots:
+    void capture();
+
+signals:
+    void imageCaptured(const QImage &image);
+    void saved(const QString &path);
+    void failed();
+
+private:
+    friend class AVPlayer;
+    void attach(mpv_handle *core) { mpv = core; }
+
+    mpv_handle *mpv = nullptr;
+    QString dir;
+    QString name;
+    QString format = "jpg";
+    int imageQuality = 90;
+};
+
+} // namespace media
