@@ -16,7 +16,9 @@ enum Observed : uint64_t
 {
     ObsTimePos = 1,
     ObsDuration,
-    ObsPause
+    ObsPause,
+    ObsDecoderDrops,
+    ObsOutputDrops
 };
 
 qint64 toMs(double seconds)
@@ -35,6 +37,8 @@ AVPlayer::AVPlayer(QObject *parent)
     mpv_observe_property(mpv, ObsTimePos, mpv::propTimePos, MPV_FORMAT_DOUBLE);
     mpv_observe_property(mpv, ObsDuration, mpv::propDuration, MPV_FORMAT_DOUBLE);
     mpv_observe_property(mpv, ObsPause, mpv::propPause, MPV_FORMAT_FLAG);
+    mpv_observe_property(mpv, ObsDecoderDrops, mpv::propDecoderDrops, MPV_FORMAT_INT64);
+    mpv_observe_property(mpv, ObsOutputDrops, mpv::propOutputDrops, MPV_FORMAT_INT64);
     // mpv wakes us from its own thread; events are read on ours.
     mpv_set_wakeup_callback(
         mpv,
@@ -155,6 +159,8 @@ void AVPlayer::handle(const mpv_event *event)
         hasStarted = false;
         positionMs = 0;
         durationMs = 0;
+        decoderDrops = 0;
+        outputDrops = 0;
         break;
     case MPV_EVENT_FILE_LOADED: {
         loaded = true;
@@ -194,6 +200,9 @@ void AVPlayer::handle(const mpv_event *event)
             durationMs = toMs(*static_cast<double *>(p->data));
         } else if (event->reply_userdata == ObsPause && p->format == MPV_FORMAT_FLAG) {
             paused = *static_cast<int *>(p->data) != 0;
+        } else if (p->format == MPV_FORMAT_INT64) {
+            const qint64 n = *static_cast<int64_t *>(p->data);
+            (event->reply_userdata == ObsDecoderDrops ? decoderDrops : outputDrops) = n;
         }
         break;
     }

@@ -38,6 +38,10 @@ public:
     qint64 duration() const;
     QString file() const;
 
+    // Frames dropped so far by decoder and output, for the current file or
+    // the last one played.
+    qint64 droppedFrames() const { return decoderDrops + outputDrops; }
+
     void setRenderer(VideoOutput *output);
     AudioOutput *audio() const; // null without an audio track or an audio device
     VideoCapture *videoCapture() const;
@@ -66,6 +70,8 @@ private:
     bool paused = false;
     qint64 positionMs = 0;
     qint64 durationMs = 0;
+    qint64 decoderDrops = 0;
+    qint64 outputDrops = 0;
 };
 
 } // namespace media

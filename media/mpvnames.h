@@ -29,6 +29,8 @@ inline constexpr const char *propPause = "pause";          // flag
 inline constexpr const char *propVolume = "volume";        // percent, cubic gain
 inline constexpr const char *propCurrentAo = "current-ao"; // unavailable without an audio output
 inline constexpr const char *propAudioTrack = "current-tracks/audio/id";
+inline constexpr const char *propDecoderDrops = "frame-drop-count";   // frames the decoder skipped
+inline constexpr const char *propOutputDrops = "vo-drop-frame-count"; // frames never shown
 
 // Commands.
 inline constexpr const char *cmdLoadFile = "loadfile"; // path, "replace"
