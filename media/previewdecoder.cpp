@@ -8,6 +8,7 @@
 
 #include <QDebug>
 #include <chrono>
+#include <functional>
 
 namespace media {
 
@@ -61,41 +62,44 @@ bool PreviewDecoder::start()
         mpv_terminate_destroy(core);
         return false;
     }
+    // Called from mpv's threads: only wake the decoder, which asks the
+    // render context itself what changed.
     mpv_render_context_set_update_callback(
-        render,
-        [](void *self) {
-            auto *d = static_cast<PreviewDecoder *>(self);
-            {
-                std::lock_guard<std::mutex> lock(d->mutex);
-                d->frameReady = true;
-            }
-            d->wake.notify_all();
-            if (d->mpv)
-                mpv_wakeup(d->mpv);
-        },
-        this);
+        render, [](void *core) { mpv_wakeup(static_cast<mpv_handle *>(core)); }, core);
     std::lock_guard<std::mutex> lock(mutex);
     mpv = core;
     return true;
 }
 
-// Waits for an event of the given kind; false on a newer request, an error
-// or the time limit.
-bool PreviewDecoder::waitFor(int eventId, double seconds)
+bool PreviewDecoder::pump(double seconds, const std::function<bool()> &done)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    while (std::chrono::steady_clock::now() < deadline) {
-        const mpv_event *e = mpv_wait_event(mpv, 0.25);
-        if (e->event_id == eventId)
-            return true;
-        if (e->event_id == MPV_EVENT_END_FILE) {
+    while (!done()) {
+        if (std::chrono::steady_clock::now() >= deadline)
+            return false;
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            if (quit)
+                return false;
+        }
+        const mpv_event *e = mpv_wait_event(mpv, 0.05);
+        switch (e->event_id) {
+        case MPV_EVENT_FILE_LOADED:
+            fileLoaded = true;
+            break;
+        case MPV_EVENT_PLAYBACK_RESTART:
+            restarted = true;
+            break;
+        case MPV_EVENT_END_FILE:
             loaded.clear();
             return false;
+        default:
+            break;
         }
-        if (superseded())
-            return false;
+        if (mpv_render_context_update(render) & MPV_RENDER_UPDATE_FRAME)
+            newFrame = true;
     }
-    return false;
+    return true;
 }
 
 bool PreviewDecoder::load(const QString &file)
@@ -103,8 +107,11 @@ bool PreviewDecoder::load(const QString &file)
     if (file == loaded)
         return true;
     loaded.clear();
+    fileLoaded = restarted = newFrame = false;
     core::command(mpv, {mpv::cmdLoadFile, file.toUtf8(), "replace"});
-    if (!waitFor(MPV_EVENT_FILE_LOADED, 10.0))
+    // Paused, the file still shows its first frame; take it up here so that
+    // the next frame to come is the one a seek asks for.
+    if (!pump(10.0, [this] { return fileLoaded && restarted && newFrame; }))
         return false;
     loaded = file;
     return true;
@@ -112,24 +119,18 @@ bool PreviewDecoder::load(const QString &file)
 
 bool PreviewDecoder::seekTo(qint64 ms)
 {
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        frameReady = false;
-    }
+    restarted = newFrame = false;
     core::command(
         mpv, {mpv::cmdSeek, QByteArray::number(double(ms) / 1000.0, 'f', 3), "absolute+exact"});
-    if (!waitFor(MPV_EVENT_PLAYBACK_RESTART, 10.0))
+    if (!pump(10.0, [this] { return restarted; }))
         return false;
-    // The restart may come just before the frame reaches the renderer.
-    std::unique_lock<std::mutex> lock(mutex);
-    wake.wait_for(lock, std::chrono::seconds(2),
-                  [this] { return frameReady || hasPending || quit; });
-    return frameReady;
+    // The frame reaches the renderer just after the restart, if it changed.
+    pump(1.0, [this] { return newFrame; });
+    return true;
 }
 
 QImage PreviewDecoder::renderFrame(QSize size)
 {
-    mpv_render_context_update(render);
     QImage image(size, QImage::Format_RGBX8888);
     int sizes[2] = {size.width(), size.height()};
     size_t stride = size_t(image.bytesPerLine());
@@ -169,8 +170,10 @@ void PreviewDecoder::run()
             why = "no frame at " + QString::number(job.ms) + " ms";
         else
             image = renderFrame(job.size);
+        // Each seek is seen through, so no stray frame is left for the next;
+        // only its result is dropped when a newer request has come.
         if (superseded())
-            continue; // a newer request wins; this one is dropped
+            continue;
         QMetaObject::invokeMethod(
             widget.data(),
             [w = widget, image, ms = job.ms, serial = job.serial, why] {

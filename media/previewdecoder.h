@@ -7,6 +7,7 @@
 #include <QSize>
 #include <QString>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <thread>
 
@@ -39,7 +40,9 @@ private:
     bool start();
     bool load(const QString &file);
     bool seekTo(qint64 ms);
-    bool waitFor(int eventId, double seconds);
+    // Reads mpv's events until `done` holds, the file ends, the decoder quits
+    // or the time runs out; notes whether a new frame reached the renderer.
+    bool pump(double seconds, const std::function<bool()> &done);
     QImage renderFrame(QSize size);
     bool superseded();
 
@@ -52,7 +55,10 @@ private:
     std::condition_variable wake;
     bool hasPending = false;
     bool quit = false;
-    bool frameReady = false;
+    // What pump() has seen since the last reset.
+    bool restarted = false;
+    bool fileLoaded = false;
+    bool newFrame = false;
     Request pending;
     std::thread thread;
 };
