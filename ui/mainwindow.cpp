@@ -1,0 +1,311 @@
+// MainWindow: construction, layout, window states, closing.
+
+#include "mainwindow.h"
+
+#include "aboutdialog.h"
+#include "avplayer.h"
+#include "config.h"
+#include "languageparse.h"
+#include "loadingdialog.h"
+#include "qmeter.h"
+#include "ui_mainwindow.h"
+#include "videocapture.h"
+#include "videoinfoparse.h"
+#include "videooutput.h"
+#include "videopreviewwidget.h"
+
+#include <QCloseEvent>
+#include <QDebug>
+#include <QDesktopServices>
+#include <QGuiApplication>
+#include <QHostAddress>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QScreen>
+#include <QStackedLayout>
+#include <QTimer>
+#include <QVBoxLayout>
+#include <QWebEngineView>
+#include <QWebSocketServer>
+#include <unistd.h>
+
+MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWindow)
+{
+    qDebug() << "-----------------------------start up-----------------------------";
+    ui->setupUi(this);
+    autoPlayNext = true;
+
+    player = new media::AVPlayer(this);
+
+    ui->photoPreview->setPixmap(QPixmap(Config::getInstance()->imageDir + "/photo_dir.png")
+                                    .scaled(ui->photoPreview->size(), Qt::IgnoreAspectRatio));
+    logoWidget = new QWidget;
+
+    // Start at 5/8 of the screen's short side, 16:9, centred; never smaller.
+    const QRect screen = QGuiApplication::primaryScreen()->geometry();
+    screenWidth = screen.width();
+    const int screenHeight = screen.height();
+    qDebug() << "screen width: " << screenWidth << ", height: " << screenHeight;
+    int w, h;
+    if (screenWidth <= screenHeight) {
+        w = screenWidth * 5 / 8;
+        h = w * 9 / 16;
+    } else {
+        h = screenHeight * 5 / 8;
+        w = h * 16 / 9;
+    }
+    h = h + 30;
+    qDebug() << "width: " << w << ", height: " << h;
+    resize(w, h);
+    setMinimumSize(w, h);
+    move((screenWidth - w) / 2, (screenHeight - h) / 2);
+
+    videoInfoParse = new VideoInfoParse;
+    loadingDialog = new LoadingDialog;
+    parseTimer = new QTimer;
+
+    meter = new QMeter;
+    auto *meterLayout = new QVBoxLayout;
+    meterLayout->setContentsMargins(0, 0, 0, 0);
+    meterLayout->addWidget(meter);
+    ui->speedPan->setLayout(meterLayout);
+
+    language = new LanguageParse;
+    loadParam();
+    resetVideoParam();
+
+    for (QWidget *display :
+         {static_cast<QWidget *>(ui->txtTime), static_cast<QWidget *>(ui->txtJingdu),
+          static_cast<QWidget *>(ui->txtWeidu), static_cast<QWidget *>(ui->txtCurSpeed),
+          static_cast<QWidget *>(ui->txtMaxSpeed), static_cast<QWidget *>(ui->txtAvgSpeed),
+          static_cast<QWidget *>(ui->txtDistance)})
+        display->setStyleSheet("color: rgb(0, 162, 232);\n");
+
+    captureDir = player->videoCapture()->captureDir();
+
+    stackedLayout = new QStackedLayout;
+    stackedLayout->setStackingMode(QStackedLayout::StackOne);
+    stackedLayout->setContentsMargins(0, 0, 0, 0);
+    ui->videoOut->setLayout(stackedLayout);
+    videoOutput = new media::VideoOutput(this);
+    if (!videoOutput->widget()) {
+        qWarning() << "no video output: the window runs without map, drops or server";
+        return;
+    }
+    player->setRenderer(videoOutput);
+    stackedLayout->addWidget(videoOutput->widget());
+    stackedLayout->addWidget(logoWidget);
+    stackedLayout->setCurrentIndex(1);
+    ui->audioSlider->setRange(0, 100);
+    ui->audioSlider->setValue(50);
+
+    qputenv("QTWEBENGINE_REMOTE_DEBUGGING", "9024");
+    // Chromium refuses to start as root with its sandbox on.
+    if (geteuid() == 0 && qEnvironmentVariableIsEmpty("QTWEBENGINE_DISABLE_SANDBOX")) {
+        qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
+        qDebug() << "running as root: QtWebEngine's sandbox switched off";
+    }
+    webView = new QWebEngineView;
+    auto *webLayout = new QVBoxLayout;
+    webLayout->setContentsMargins(0, 0, 0, 0);
+    webLayout->addWidget(webView);
+    ui->webBrowser->setLayout(webLayout);
+    qDebug() << Config::getInstance()->mapDir;
+    webView->load(QUrl::fromLocalFile(mapPage()));
+    webView->show();
+
+    connect(ui->menumenubar, SIGNAL(triggered(QAction *)), this, SLOT(actionabout(QAction *)));
+    setAcceptDrops(true);
+    initialized = true;
+
+    startMapServer();
+    // The map in the user's browser too, on every start.
+    QDesktopServices::openUrl(
+        QUrl::fromLocalFile(Config::getInstance()->mapDir + "/Google-earth.html"));
+}
+
+MainWindow::~MainWindow()
+{
+    if (previewWidget) {
+        previewWidget->close();
+        delete previewWidget;
+    }
+    delete videoOutput;
+    delete player;
+    delete ui;
+}
+
+QString MainWindow::mapPage() const
+{
+    return Config::getInstance()->mapDir +
+           (ui->cmbMapType->currentIndex() != 0 ? "/AMap.html" : "/Google-earth.html");
+}
+
+void MainWindow::startMapServer()
+{
+    wsServer = new QWebSocketServer("server", QWebSocketServer::NonSecureMode);
+    if (!wsServer->listen(QHostAddress("127.0.0.1"), 9090)) {
+        QMessageBox::information(this, "提示", "监听失败, 是否开启了代理，或者IP错误");
+        qDebug() << "server listen failed";
+        return;
+    }
+    qDebug() << "server listen success";
+}
+
+void MainWindow::resetUI(int w, int h)
+{
+    Ui::MainWindow &u = *ui;
+    const int vh = h - 225;
+    const int vw = vh * 16 / 9;
+    const int rw = w - vw;
+
+    logoWidget->setGeometry(0, 0, vw, vh);
+    logoWidgetInit();
+    u.videoOut->setGeometry(0, 0, vw, vh);
+
+    u.cmbLanguage->setGeometry(vw, h - 35, rw, 35);
+    u.speedPan->setGeometry(vw, u.cmbLanguage->y() - 211, rw, 211);
+    const int half = (rw - 4) / 2;
+    u.cmbSpeedUnit->setGeometry(vw, u.speedPan->y() - 35, half, 35);
+    u.cmbMapType->setGeometry(vw + rw / 2 + 2, u.speedPan->y() - 35, half, 35);
+
+    if (h >= 601)
+        u.listVideo->setGeometry(vw, 0, rw, u.cmbSpeedUnit->y() / 2);
+    else
+        u.listVideo->setGeometry(vw, 0, rw, 70);
+    u.webBrowser->setGeometry(vw, u.listVideo->height(), rw,
+                              u.cmbSpeedUnit->y() - u.listVideo->height());
+
+    // The first button starts 6 pixels off the edge to hide its left border.
+    const int bw = (vw + 2) / 6;
+    const int by = h - 37;
+    u.btnOpenFile->setGeometry(-6, by, bw, 41);
+    QWidget *previous = u.btnOpenFile;
+    for (QWidget *button :
+         {static_cast<QWidget *>(u.btnPlay), static_cast<QWidget *>(u.btnStop),
+          static_cast<QWidget *>(u.btnSnap), static_cast<QWidget *>(u.btnFullScreen),
+          static_cast<QWidget *>(u.btnExit)}) {
+        button->setGeometry(previous->x() + bw + 2, by, bw, 41);
+        previous = button;
+    }
+
+    const int c3 = (vw - 52) / 3;
+    u.txtTimeTip->setGeometry(0, vh, c3 + 14, 30);
+    u.txtWeiduTip->setGeometry(u.txtTimeTip->x() + u.txtTimeTip->width(), vh, c3 + 14, 30);
+    u.txtJingduTip->setGeometry(u.txtWeiduTip->x() + u.txtTimeTip->width(), vh, c3, 30);
+    u.txtTime->setGeometry(0, u.txtTimeTip->y() + 30, c3, 40);
+    u.txtWeidu->setGeometry(u.txtTime->x() + c3 + 14, u.txtWeiduTip->y() + 30, c3, 40);
+    u.txtJingdu->setGeometry(u.txtWeidu->x() + c3 + 14, u.txtWeidu->y(), c3, 40);
+
+    u.audioSlider->setGeometry(28 + 3 * c3, vh, vw - 3 * c3 - 28, 140);
+
+    const int c4 = (vw - 60) / 4;
+    const int y2 = u.txtTime->y() + 40;
+    u.txtCurSpeedTip->setGeometry(0, y2, c4 + 12, 30);
+    u.txtMaxSpeedTip->setGeometry(u.txtCurSpeedTip->x() + u.txtCurSpeedTip->width(), y2, c4 + 12,
+                                  30);
+    u.txtAvgSpeedTip->setGeometry(u.txtMaxSpeedTip->x() + u.txtMaxSpeedTip->width(), y2, c4 + 12,
+                                  30);
+    u.txtDistanceTip->setGeometry(u.txtAvgSpeedTip->x() + u.txtAvgSpeedTip->width(), y2, c4, 30);
+    u.txtCurSpeed->setGeometry(0, u.txtCurSpeedTip->y() + 30, c4, 40);
+    u.txtMaxSpeed->setGeometry(u.txtCurSpeed->x() + c4 + 12, u.txtMaxSpeedTip->y() + 30, c4, 40);
+    u.txtAvgSpeed->setGeometry(u.txtMaxSpeed->x() + c4 + 12, u.txtAvgSpeedTip->y() + 30, c4, 40);
+    u.txtDistance->setGeometry(u.txtAvgSpeed->x() + c4 + 12, u.txtDistanceTip->y() + 30, c4, 40);
+
+    const int gap = (u.btnExit->y() - u.audioSlider->y() - u.audioSlider->height() - 45) / 2 + 2;
+    u.photoPreview->setGeometry(vw - 80, u.audioSlider->y() + u.audioSlider->height() + gap, 80,
+                                45);
+
+    const int y3 = u.photoPreview->y() + 11;
+    u.txtPlayTime->setGeometry(0, y3, 50, 22);
+    u.txtTotalTime->setGeometry(u.photoPreview->x() - 50, y3, 50, 22);
+    u.videoSlider->setGeometry(u.txtPlayTime->x() + 50, y3, u.txtTotalTime->x() - 50, 22);
+}
+
+void MainWindow::logoWidgetInit()
+{
+    logoWidget->setAutoFillBackground(true);
+    QPalette palette = logoWidget->palette();
+    palette.setBrush(
+        QPalette::Window,
+        QBrush(QPixmap(Config::getInstance()->imageDir + "/banner.png")
+                   .scaled(logoWidget->size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation)));
+    logoWidget->setPalette(palette);
+}
+
+int MainWindow::layoutHeight() const
+{
+    // Where the menu bar sits inside the window (not a global one), the
+    // widgets have that much less height.
+    return height() - (menuBar()->isNativeMenuBar() ? 0 : menuBar()->height());
+}
+
+void MainWindow::resizeEvent(QResizeEvent *)
+{
+    if (!isFullScreen())
+        resetUI(width(), layoutHeight());
+}
+
+void MainWindow::changeEvent(QEvent *event)
+{
+    if (event->type() != QEvent::WindowStateChange)
+        return;
+    if (windowState() == Qt::WindowFullScreen) {
+        resetUI(width(), layoutHeight());
+        ui->btnFullScreen->setText(language->get("TXT_BTN_NORMAL_SCREEN"));
+    } else if (windowState() == Qt::WindowNoState) {
+        resetUI(width(), layoutHeight());
+        ui->btnFullScreen->setText(language->get("TXT_BTN_FULL_SCREEN"));
+    }
+}
+
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    const int choice =
+        QMessageBox::information(this, language->get("TXT_TIP"), language->get("TXT_TIP_EXIT"),
+                                 language->get("TXT_TIP_YES"), language->get("TXT_TIP_NO"));
+    if (choice == 0)
+        quitApp();
+    event->ignore(); // the application ends through quitApp only
+}
+
+void MainWindow::quitApp()
+{
+    if (player->isPlaying()) {
+        qDebug() << "quitApp stop record";
+        player->stop();
+    }
+    QCoreApplication::quit();
+}
+
+void MainWindow::on_btnExit_clicked()
+{
+    qDebug() << "on_btnExit_clicked";
+    close();
+}
+
+void MainWindow::actionabout(QAction *)
+{
+    qDebug() << "about";
+    (new AboutDialog)->show(); // each one stays until the program ends
+}
+
+void MainWindow::resetVideoParam()
+{
+    ui->videoSlider->setValue(0);
+    meter->setValue(0.0);
+    ui->btnPlay->setText(language->get("TXT_BTN_START_PLAY"));
+    ui->txtTime->display("00:00:00");
+    ui->txtJingdu->display("0.000000");
+    ui->txtWeidu->display("0.000000");
+    ui->txtCurSpeed->display("0.00");
+    ui->txtMaxSpeed->display("0.00");
+    ui->txtAvgSpeed->display("0.00");
+    ui->txtDistance->display("0.00");
+    ui->txtPlayTime->setText("00:00");
+    ui->txtTotalTime->setText("00:00");
+    ui->btnPlay->setEnabled(ui->listVideo->count() > 0);
+    ui->btnStop->setEnabled(false);
+    ui->btnSnap->setEnabled(false);
+    ui->videoSlider->setEnabled(false);
+}
