@@ -7,7 +7,8 @@
 #include <QPixmap>
 #include <QTextStream>
 
-AboutDialog::AboutDialog(QWidget *parent) : QDialog(parent), ui(new Ui::AboutDialog)
+AboutDialog::AboutDialog(QWidget *parent, const QString &buildInfo)
+    : QDialog(parent), ui(new Ui::AboutDialog)
 {
     ui->setupUi(this);
     setFixedSize(425, 180);
@@ -15,7 +16,7 @@ AboutDialog::AboutDialog(QWidget *parent) : QDialog(parent), ui(new Ui::AboutDia
         QPixmap(Config::getInstance()->imageDir + "/logo.png")
             .scaled(ui->logo->size(), Qt::IgnoreAspectRatio, Qt::FastTransformation));
 
-    QFile file(Config::buildInfoPath());
+    QFile file(buildInfo.isEmpty() ? Config::buildInfoPath() : buildInfo);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         return;
     QTextStream in(&file);

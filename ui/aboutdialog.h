@@ -11,7 +11,8 @@ class AboutDialog : public QDialog
 {
     Q_OBJECT
 public:
-    explicit AboutDialog(QWidget *parent = nullptr);
+    // buildInfo: the file to show, build.info beside res/ unless given.
+    explicit AboutDialog(QWidget *parent = nullptr, const QString &buildInfo = QString());
     ~AboutDialog() override;
 
 private:

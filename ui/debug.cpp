@@ -1,6 +1,7 @@
 #include "debug.h"
 
 #include "ui_debug.h"
+#include "webengine.h"
 
 #include <QVBoxLayout>
 #include <QWebEngineView>
@@ -8,6 +9,7 @@
 Debug::Debug(QWidget *parent) : QWidget(parent), ui(new Ui::Debug)
 {
     ui->setupUi(this);
+    prepareWebEngine();
     webView = new QWebEngineView;
     auto *layout = new QVBoxLayout;
     layout->setContentsMargins(0, 0, 0, 0);

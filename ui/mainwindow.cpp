@@ -13,6 +13,7 @@
 #include "videoinfoparse.h"
 #include "videooutput.h"
 #include "videopreviewwidget.h"
+#include "webengine.h"
 
 #include <QCloseEvent>
 #include <QDebug>
@@ -27,7 +28,6 @@
 #include <QVBoxLayout>
 #include <QWebEngineView>
 #include <QWebSocketServer>
-#include <unistd.h>
 
 MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWindow)
 {
@@ -56,8 +56,10 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
     }
     h = h + 30;
     qDebug() << "width: " << w << ", height: " << h;
-    resize(w, h);
+    // The minimum first: the form's own (848 x 555) would stop a smaller
+    // start size on a portrait screen.
     setMinimumSize(w, h);
+    resize(w, h);
     move((screenWidth - w) / 2, (screenHeight - h) / 2);
 
     videoInfoParse = new VideoInfoParse;
@@ -99,12 +101,7 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
     ui->audioSlider->setRange(0, 100);
     ui->audioSlider->setValue(50);
 
-    qputenv("QTWEBENGINE_REMOTE_DEBUGGING", "9024");
-    // Chromium refuses to start as root with its sandbox on.
-    if (geteuid() == 0 && qEnvironmentVariableIsEmpty("QTWEBENGINE_DISABLE_SANDBOX")) {
-        qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
-        qDebug() << "running as root: QtWebEngine's sandbox switched off";
-    }
+    prepareWebEngine();
     webView = new QWebEngineView;
     auto *webLayout = new QVBoxLayout;
     webLayout->setContentsMargins(0, 0, 0, 0);
@@ -132,6 +129,7 @@ MainWindow::~MainWindow()
     }
     delete videoOutput;
     delete player;
+    delete wsServer; // frees the port for a window made after this one
     delete ui;
 }
 
