@@ -5,6 +5,4 @@ cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
 bash scripts/build.sh
 build_dir=${VELOMAR_BUILD_DIR:-build}
-# Until the player window lands, show the track that the player would read
-# from the sample clip the build made.
-exec "$build_dir/bin/velomar-track" dump "$build_dir/samples/drive.MP4"
+exec "$build_dir/bin/velomar"
