@@ -168,6 +168,14 @@ private slots:
 
         w.resetUI(1200, 600); // below 601: a short list
         QCOMPARE(child<QListWidget>(&w, "listVideo")->height(), 70);
+
+        // The start size is the least: the video area never gets a negative height.
+        w.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        w.resize(300, 200);
+        QTest::qWait(100);
+        QVERIFY(w.height() >= w.minimumHeight() && w.minimumHeight() > 225);
+        QVERIFY(child<QWidget>(&w, "videoOut")->height() > 0);
     }
 
     void emptyDashboardAndButtons()
