@@ -47,6 +47,18 @@ double toDouble(const QStringRef &field)
     return field.toDouble();
 }
 
+QString colonJoined(const QStringRef &a, const QStringRef &b, const QStringRef &c)
+{
+    QString s;
+    s.reserve(a.size() + b.size() + c.size() + 2);
+    s += a;
+    s += QLatin1Char(':');
+    s += b;
+    s += QLatin1Char(':');
+    s += c;
+    return s;
+}
+
 const char *utf8Bytes(const QStringRef &line, QByteArray &buffer)
 {
     const int size = line.size();

@@ -18,5 +18,8 @@ void splitFields(const QStringRef &line, Fields &fields, int maxFields = 1 << 30
 // a fast path for plain decimals, the form every camera writes.
 double toDouble(const QStringRef &field);
 
+// "a:b:c", as the dates and times of samples are kept.
+QString colonJoined(const QStringRef &a, const QStringRef &b, const QStringRef &c);
+
 // The line's UTF-8 bytes, NUL-terminated, in a buffer that is reused.
 const char *utf8Bytes(const QStringRef &line, QByteArray &buffer);

@@ -29,14 +29,7 @@ int VideoInfoParse::parseMarlGpsInfoFile(QString path)
 
         auto *sample = new VideoInfo;
         const QStringRef stamp = f[0];
-        QString date;
-        date.reserve(10);
-        date += stamp.mid(0, 4);
-        date += QLatin1Char(':');
-        date += stamp.mid(4, 2);
-        date += QLatin1Char(':');
-        date += stamp.mid(6, 2);
-        sample->date = date;
+        sample->date = colonJoined(stamp.mid(0, 4), stamp.mid(4, 2), stamp.mid(6, 2));
         sample->time = stamp.mid(9, 8).toString();
         sample->valid = field(3).toInt(nullptr, 10) > 0 ? 1 : 0;
         if (sample->valid) {

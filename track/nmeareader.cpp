@@ -20,14 +20,7 @@ const double kmhPerKnot = 1.85;
 
 QString clockText(const QStringRef &hhmmss)
 {
-    QString t;
-    t.reserve(8);
-    t += hhmmss.mid(0, 2);
-    t += QLatin1Char(':');
-    t += hhmmss.mid(2, 2);
-    t += QLatin1Char(':');
-    t += hhmmss.mid(4, 2);
-    return t;
+    return colonJoined(hhmmss.mid(0, 2), hhmmss.mid(2, 2), hhmmss.mid(4, 2));
 }
 
 bool is(const QStringRef &field, char c)
