@@ -103,9 +103,10 @@ void playback(benchmark::State &state)
         QProcess mpv;
         mpv.setStandardInputFile(QProcess::nullDevice());
         wall.restart();
-        mpv.start("mpv", {"--no-config", "--vo=gpu", "--gpu-api=opengl", "--hwdec=no",
-                          "--gpu-hwdec-interop=no", "--ao=null", "--sid=no", "--geometry=1280x720",
-                          "--no-terminal", "--script=" VELOMAR_DROPS_SCRIPT, path});
+        mpv.start("mpv",
+                  {"--no-config", "--vo=gpu", "--gpu-api=opengl", "--hwdec=no",
+                   "--gpu-hwdec-interop=no", "--gpu-sw=yes", "--ao=null", "--sid=no",
+                   "--geometry=1280x720", "--no-terminal", "--script=" VELOMAR_DROPS_SCRIPT, path});
         mpv.waitForFinished(180000);
         const double theirsWall = wall.elapsed() / 1000.0;
         const double theirs = cpuSeconds(RUSAGE_CHILDREN) - child0;

@@ -96,8 +96,12 @@ bool PreviewDecoder::pump(double seconds, const std::function<bool()> &done)
         default:
             break;
         }
-        if (mpv_render_context_update(render) & MPV_RENDER_UPDATE_FRAME)
+        // Render a frame as soon as it is there: mpv's output waits for it
+        // to be drawn (up to 200 ms) before playback counts as restarted.
+        if (mpv_render_context_update(render) & MPV_RENDER_UPDATE_FRAME) {
+            latest = renderFrame(renderSize);
             newFrame = true;
+        }
     }
     return true;
 }
@@ -162,6 +166,7 @@ void PreviewDecoder::run()
         }
         if (job.file.isEmpty() || job.size.isEmpty())
             continue;
+        renderSize = job.size;
         QString why;
         QImage image;
         if (!load(job.file))
@@ -169,7 +174,7 @@ void PreviewDecoder::run()
         else if (!seekTo(job.ms))
             why = "no frame at " + QString::number(job.ms) + " ms";
         else
-            image = renderFrame(job.size);
+            image = newFrame ? latest : renderFrame(job.size); // unchanged frame: draw it again
         // Each seek is seen through, so no stray frame is left for the next;
         // only its result is dropped when a newer request has come.
         if (superseded())

@@ -59,6 +59,8 @@ private:
     bool restarted = false;
     bool fileLoaded = false;
     bool newFrame = false;
+    QImage latest; // the last frame drawn, at renderSize
+    QSize renderSize{160, 90};
     Request pending;
     std::thread thread;
 };
