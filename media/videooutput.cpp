@@ -3,100 +3,74 @@
 #include <mpv/render_gl.h>
 
 #include <QDebug>
+#include <QExposeEvent>
+#include <QGuiApplication>
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
-#include <QOpenGLFramebufferObject>
-#include <QOpenGLFunctions>
-#include <QOpenGLTextureBlitter>
-#include <QOpenGLWidget>
+#include <QScreen>
+#include <QWindow>
 
 namespace media {
 
-// Draws the output's texture, scaled to the widget.
-class VideoWidget : public QOpenGLWidget
+class VideoWindow : public QWindow
 {
 public:
-    explicit VideoWidget(VideoOutput *output) : output(output) { setMinimumSize(16, 9); }
-    ~VideoWidget() override
+    explicit VideoWindow(VideoOutput *output) : output(output)
     {
-        makeCurrent();
-        blitter.destroy();
-        doneCurrent();
+        setSurfaceType(QSurface::OpenGLSurface);
     }
 
 protected:
-    void initializeGL() override { blitter.create(); }
-    void resizeGL(int, int) override
+    void exposeEvent(QExposeEvent *) override
     {
-        if (output)
+        if (isExposed() && output)
             output->redraw();
     }
-    void paintGL() override
+    void resizeEvent(QResizeEvent *) override
     {
-        QOpenGLFunctions *gl = context()->functions();
-        gl->glClearColor(0, 0, 0, 1);
-        gl->glClear(GL_COLOR_BUFFER_BIT);
-        const unsigned texture = output ? output->textureId() : 0;
-        if (!texture || !blitter.isCreated())
-            return;
-        blitter.bind();
-        const QRect target(QPoint(0, 0), size() * devicePixelRatioF());
-        blitter.blit(texture, QOpenGLTextureBlitter::targetTransform(target, target),
-                     QOpenGLTextureBlitter::OriginTopLeft);
-        blitter.release();
-    }
-    void showEvent(QShowEvent *event) override
-    {
-        QOpenGLWidget::showEvent(event);
         if (output)
             output->redraw();
     }
 
 private:
     QPointer<VideoOutput> output;
-    QOpenGLTextureBlitter blitter;
 };
 
 VideoOutput::VideoOutput(QObject *parent) : QObject(parent)
 {
-    QOpenGLContext *share = QOpenGLContext::globalShareContext();
-    if (!share) {
-        qWarning() << "media: no shared OpenGL context; call "
-                      "media::Widgets::registerRenderers() before creating the QApplication";
-        return;
-    }
-    surface = new QOffscreenSurface;
-    surface->setFormat(share->format());
-    surface->create();
+    window = new VideoWindow(this);
+    window->setFormat(QSurfaceFormat::defaultFormat());
+    window->create();
     context = new QOpenGLContext(this);
-    context->setFormat(share->format());
-    context->setShareContext(share);
-    if (!surface->isValid() || !context->create()) {
+    context->setFormat(window->requestedFormat());
+    if (!window->handle() || !context->create() || !context->makeCurrent(window)) {
         qWarning() << "media: no OpenGL context for video";
         delete context;
         context = nullptr;
         return;
     }
-    view = new VideoWidget(this);
+    context->doneCurrent();
+    container = QWidget::createWindowContainer(window);
+    container->setMinimumSize(16, 9);
 }
 
 VideoOutput::~VideoOutput()
 {
     detach();
-    delete view;
-    delete surface;
+    if (container)
+        delete container.data(); // takes the window with it
+    else
+        delete window.data();
 }
 
 QWidget *VideoOutput::widget() const
 {
-    return view;
+    return context ? container.data() : nullptr;
 }
 
 bool VideoOutput::attach(mpv_handle *mpv)
 {
-    if (!context || render)
-        return false;
-    if (!context->makeCurrent(surface))
+    if (!context || render || !context->makeCurrent(window))
         return false;
     mpv_opengl_init_params gl{[](void *, const char *name) -> void * {
                                   QOpenGLContext *c = QOpenGLContext::currentContext();
@@ -130,59 +104,55 @@ void VideoOutput::detach()
 {
     if (!render)
         return;
-    context->makeCurrent(surface);
+    // The window may be gone with its container; the context must be
+    // current all the same while mpv frees its resources.
+    QOffscreenSurface fallback;
+    if (window) {
+        context->makeCurrent(window);
+    } else {
+        fallback.setFormat(context->format());
+        fallback.create();
+        context->makeCurrent(&fallback);
+    }
     mpv_render_context_free(render);
     render = nullptr;
-    delete fbo;
-    fbo = nullptr;
     context->doneCurrent();
-}
-
-unsigned VideoOutput::textureId() const
-{
-    return fbo ? fbo->texture() : 0;
 }
 
 void VideoOutput::redraw()
 {
-    if (render && view && view->isVisible() && !renderQueued.exchange(true))
+    if (render && !renderQueued.exchange(true))
         QMetaObject::invokeMethod(this, "renderFrame", Qt::QueuedConnection);
 }
 
 void VideoOutput::renderFrame()
 {
     renderQueued = false;
-    if (!render || !context->makeCurrent(surface))
+    if (!render || !window || !context->makeCurrent(window))
         return;
     mpv_render_context_update(render);
-
-    const bool shown = view && view->isVisible();
+    const bool shown = window->isExposed();
+    const QSize size = window->size() * window->devicePixelRatio();
+    mpv_opengl_fbo target{int(context->defaultFramebufferObject()), size.width(), size.height(), 0};
+    int flip = 1;             // the window's framebuffer has its origin at the bottom
+    int skip = shown ? 0 : 1; // acknowledge the frame, draw nothing
+    mpv_render_param params[] = {{MPV_RENDER_PARAM_OPENGL_FBO, &target},
+                                 {MPV_RENDER_PARAM_FLIP_Y, &flip},
+                                 {MPV_RENDER_PARAM_SKIP_RENDERING, &skip},
+                                 {MPV_RENDER_PARAM_INVALID, nullptr}};
+    mpv_render_context_render(render, params);
     if (shown) {
-        const QSize size = view->size() * view->devicePixelRatioF();
-        if (!fbo || fbo->size() != size) {
-            delete fbo;
-            fbo = new QOpenGLFramebufferObject(size);
-        }
-        mpv_opengl_fbo target{int(fbo->handle()), size.width(), size.height(), 0};
-        int flip = 0;
-        mpv_render_param params[] = {{MPV_RENDER_PARAM_OPENGL_FBO, &target},
-                                     {MPV_RENDER_PARAM_FLIP_Y, &flip},
-                                     {MPV_RENDER_PARAM_INVALID, nullptr}};
-        mpv_render_context_render(render, params);
-        context->functions()->glFlush(); // the widget's context reads the texture next
+        context->swapBuffers(window);
+        mpv_render_context_report_swap(render);
         ++frames;
-    } else {
-        // Acknowledge the frame so playback keeps its pace; draw nothing.
-        int skip = 1;
-        mpv_opengl_fbo target{0, 1, 1, 0};
-        mpv_render_param params[] = {{MPV_RENDER_PARAM_OPENGL_FBO, &target},
-                                     {MPV_RENDER_PARAM_SKIP_RENDERING, &skip},
-                                     {MPV_RENDER_PARAM_INVALID, nullptr}};
-        mpv_render_context_render(render, params);
     }
     context->doneCurrent();
-    if (shown)
-        view->update();
+}
+
+QImage VideoOutput::grabShown() const
+{
+    QScreen *screen = window->screen() ? window->screen() : QGuiApplication::primaryScreen();
+    return screen->grabWindow(window->winId()).toImage();
 }
 
 } // namespace media

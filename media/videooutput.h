@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QImage>
 #include <QObject>
 #include <QPointer>
 #include <QWidget>
@@ -8,17 +9,16 @@
 struct mpv_handle;
 struct mpv_render_context;
 class QOpenGLContext;
-class QOffscreenSurface;
-class QOpenGLFramebufferObject;
 
 namespace media {
 
-class VideoWidget;
+class VideoWindow;
 
-// Shows a player's video. mpv renders each frame into a texture of a private
-// OpenGL context, shared with the widget's, which draws it. So frames keep
-// flowing (and playback keeps its pace) while the widget is hidden, say on
-// a page of a stacked layout that is not shown yet; hidden, nothing is drawn.
+// Shows a player's video. mpv draws each frame straight into a native
+// OpenGL window of our own (embedded in the widget tree), the way its own
+// player does: no extra copy, no composition by Qt. While the window is not
+// exposed (a hidden page of a stacked layout, say) frames are acknowledged
+// but not drawn, so playback keeps its pace.
 class VideoOutput : public QObject
 {
     Q_OBJECT
@@ -29,25 +29,25 @@ public:
     // Null when no OpenGL context can be had.
     QWidget *widget() const;
 
-    // Frames drawn into the texture since creation.
+    // Frames drawn on screen since creation.
     int renderedFrames() const { return frames; }
+    // The picture on screen now, read back from the display.
+    QImage grabShown() const;
 
 private slots:
     void renderFrame();
 
 private:
     friend class AVPlayer;
-    friend class VideoWidget;
+    friend class VideoWindow;
     bool attach(mpv_handle *mpv);
     void detach();
-    unsigned textureId() const;
-    void redraw(); // the current frame again, as after a resize
+    void redraw(); // the current frame again, as after a resize or exposure
 
+    QPointer<VideoWindow> window; // owned by the container once embedded
     QOpenGLContext *context = nullptr;
-    QOffscreenSurface *surface = nullptr;
-    QOpenGLFramebufferObject *fbo = nullptr;
+    QPointer<QWidget> container;
     mpv_render_context *render = nullptr;
-    QPointer<VideoWidget> view;
     std::atomic<bool> renderQueued{false};
     int frames = 0;
 };
