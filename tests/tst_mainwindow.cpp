@@ -292,6 +292,22 @@ private slots:
         QCOMPARE(combo->currentText(), QString("简体中文"));
     }
 
+    void languageWithoutATable()
+    {
+        if (qgetenv("VELOMAR_LANGUAGE_CASE") != "missing-table")
+            QSKIP("needs the language list of with-extra-language.sh (its own CTest entry)");
+        MainWindow w;
+        auto *combo = child<QComboBox>(&w, "cmbLanguage");
+        QCOMPARE(combo->count(), 8);
+        combo->setCurrentIndex(combo->findData("de_DE"));
+        QCOMPARE(child<QPushButton>(&w, "btnExit")->text(), QString("Beenden"));
+        combo->setCurrentIndex(combo->findData("xx_XX"));
+        // The German texts stay; the choice is kept all the same.
+        QCOMPARE(child<QPushButton>(&w, "btnExit")->text(), QString("Beenden"));
+        QCOMPARE(combo->currentText(), QString("Testish"));
+        QCOMPARE(settings().value("language").toString(), QString("xx_XX"));
+    }
+
     void exitQuestionAnsweredNo()
     {
         MainWindow w;
