@@ -65,6 +65,7 @@ void AVPlayer::play(const QString &file)
 {
     if (!mpv) {
         emit error(AVError(AVError::OpenError, QStringLiteral("media: no mpv core")));
+        emit stopped(); // as for any file that cannot be played
         return;
     }
     path = file;

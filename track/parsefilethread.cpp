@@ -12,6 +12,9 @@ ParseFileThread::ParseFileThread(QString path, VideoInfoParse *parser)
 
 void ParseFileThread::run()
 {
-    parser->parseFile(path); // a failed parse plays the video without a track
+    {
+        QMutexLocker lock(&parser->parseMutex);
+        parser->parseFile(path); // a failed parse plays the video without a track
+    }
     isFinish.store(1, std::memory_order_release);
 }

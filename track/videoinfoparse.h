@@ -3,6 +3,7 @@
 #include "videoinfo.h"
 
 #include <QMap>
+#include <QMutex>
 #include <QString>
 
 // The track store: one sample a second of the video being played, keyed by
@@ -46,6 +47,10 @@ public:
 
     // ffmpeg used by genGpsFile(); defaults to the resource directory's.
     QString ffmpegPath;
+
+    // Held by a parse thread while it fills the store: a newer opening waits
+    // for the running parse instead of writing beside it.
+    QMutex parseMutex;
 
 private:
     friend class TrackAccumulator;

@@ -65,6 +65,7 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
     videoInfoParse = new VideoInfoParse;
     loadingDialog = new LoadingDialog;
     parseTimer = new QTimer;
+    connect(parseTimer, SIGNAL(timeout()), this, SLOT(videoInfoParseEnd()));
 
     meter = new QMeter;
     auto *meterLayout = new QVBoxLayout;
@@ -111,6 +112,16 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
     webView->load(QUrl::fromLocalFile(mapPage()));
     webView->show();
 
+    connect(player, SIGNAL(positionChanged(qint64)), this, SLOT(updateSlider(qint64)));
+    connect(player, SIGNAL(started()), this, SLOT(videoPlayStarted()));
+    connect(player, SIGNAL(stopped()), this, SLOT(videoPlayStopped()));
+    connect(player, SIGNAL(error(media::AVError)), this, SLOT(handleError(media::AVError)));
+    connect(player->videoCapture(), SIGNAL(imageCaptured(QImage)), this,
+            SLOT(updatePreview(QImage)));
+    connect(player->videoCapture(), SIGNAL(saved(QString)), this, SLOT(onCaptureSaved(QString)));
+    connect(player->videoCapture(), SIGNAL(failed()), this, SLOT(onCaptureError()));
+    connect(ui->videoSlider, SIGNAL(onLeave()), this, SLOT(onTimeSliderLeave()));
+    connect(ui->videoSlider, SIGNAL(onHover(int, int)), this, SLOT(onTimeSliderHover(int, int)));
     connect(ui->menumenubar, SIGNAL(triggered(QAction *)), this, SLOT(actionabout(QAction *)));
     setAcceptDrops(true);
     initialized = true;

@@ -1,9 +1,12 @@
 #pragma once
 
 #include <QMainWindow>
+#include <QPointer>
 #include <QString>
 
 class QAction;
+class QListWidgetItem;
+class ParseFileThread;
 class QStackedLayout;
 class QTimer;
 class QWebEngineView;
@@ -13,6 +16,7 @@ class LoadingDialog;
 class QMeter;
 class VideoInfoParse;
 namespace media {
+class AVError;
 class AVPlayer;
 class VideoOutput;
 class VideoPreviewWidget;
@@ -23,7 +27,8 @@ class MainWindow;
 
 // The player's one window: video, dashboard, gauge, map and controls.
 // Construction and layout live in mainwindow.cpp, settings and languages in
-// mainwindow_settings.cpp.
+// mainwindow_settings.cpp, playback control in mainwindow_playback.cpp and the
+// per-second dashboard and map in mainwindow_sync.cpp.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -46,6 +51,40 @@ public:
     static QString settingsPath();
 
 public slots:
+    // Playback control.
+    void on_btnOpenFile_clicked();
+    void on_btnPlay_clicked();
+    void videoInfoParseEnd();
+    void on_btnStop_clicked();
+    void playButtonSound();
+    void on_btnSnap_clicked();
+    QString checkPhotoDir();
+    void on_btnFullScreen_clicked();
+    void setVolume();
+    void on_audioSlider_sliderMoved(int position);
+    void on_audioSlider_sliderPressed();
+    void on_listVideo_currentRowChanged(int row);
+    void on_listVideo_itemDoubleClicked(QListWidgetItem *item);
+    void updatePreview(const QImage &image);
+    void onCaptureSaved(const QString &path);
+    void onCaptureError();
+    void on_photoPreview_Clicked();
+    void handleError(const media::AVError &error);
+    void changeChannel(int layout);
+
+    // The dashboard and map, second by second.
+    void updateSlider(qint64 position);
+    void updateVideoInfo(int second);
+    void videoPlayStarted();
+    void videoPlayStopped();
+    void seekBySlider(int second);
+    void on_videoSlider_sliderMoved(int value);
+    void on_videoSlider_sliderPressed();
+    void on_videoSlider_valueChanged(int value);
+    void onTimeSliderHover(int x, int value);
+    void onTimeSliderLeave();
+    void drawGpsRoadMap();
+
     void on_btnExit_clicked();
     void on_cmbLanguage_currentIndexChanged(int index);
     void on_cmbSpeedUnit_currentTextChanged(const QString &text);
@@ -56,10 +95,15 @@ protected:
     void changeEvent(QEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
+    void dragEnterEvent(QDragEnterEvent *event) override;
+    void dropEvent(QDropEvent *event) override;
 
 private:
     QString mapPage() const;  // the embedded page that cmbMapType chooses
     int layoutHeight() const; // the window's height less an in-window menu bar
+    void startSelected();     // play the selected entry now, or after the current one stops
+    void sendMapCommand(const QString &command);
+    double speedFactor() const; // 1 for km/h, 0.6213712 for miles
     void startMapServer();
 
     Ui::MainWindow *ui;
@@ -80,4 +124,8 @@ private:
     bool autoPlayNext = false;
     bool initialized = false;
     QString mediaDir;
+    QPointer<ParseFileThread> parseThread; // deletes itself once finished
+    bool replayRequested = false;
+    bool stopAfterError = false; // the player's stop that follows an error was handled already
+    int lastSecond = -1;
 };

@@ -1,0 +1,194 @@
+// Playing videos with their tracks in the real window: drops, the busy
+// parse, the dashboard, the play list, a bad file, snapshots, the hover tip.
+
+#include "avplayer.h"
+#include "config.h"
+#include "mainwindow.h"
+#include "media.h"
+#include "mediatest.h"
+#include "videoinfoparse.h"
+#include "videopreviewwidget.h"
+
+#include <QDesktopServices>
+#include <QDir>
+#include <QDropEvent>
+#include <QLCDNumber>
+#include <QLabel>
+#include <QListWidget>
+#include <QMimeData>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QSlider>
+#include <QToolTip>
+#include <cmath>
+#include <memory>
+
+class PlaybackTest : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<Scratch> scratch;
+    QVector<trackgen::Fix> driveA;
+    std::unique_ptr<MainWindow> window;
+
+    template <typename T> T *child(const char *name)
+    {
+        T *c = window->findChild<T *>(name);
+        if (!c)
+            qFatal("no child %s", name);
+        return c;
+    }
+    media::AVPlayer *player() { return window->findChild<media::AVPlayer *>(); }
+
+    void drop(const QStringList &paths)
+    {
+        QMimeData data;
+        QList<QUrl> urls;
+        for (const QString &p : paths)
+            urls << QUrl::fromLocalFile(p);
+        data.setUrls(urls);
+        QDropEvent event(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        // Straight to the window, as the drag manager hands it over.
+        static_cast<QObject *>(window.get())->event(&event);
+    }
+
+public slots:
+    void openUrl(const QUrl &) {} // the desktop's browser and file manager stay shut
+
+private slots:
+    void initTestCase()
+    {
+        QDesktopServices::setUrlHandler("file", this, "openUrl"); // no browser
+        scratch = std::make_unique<Scratch>();
+        driveA = trackgen::drive(5, -33.8688, -70.6693);
+        QStringList lines;
+        for (const trackgen::Fix &f : driveA)
+            lines << trackgen::rmcLine(f);
+        scratch->lines("a.TXT", lines);
+        QVERIFY(mediatest::makeAvClip(scratch->path("a.MP4"), 5));
+        QVERIFY(mediatest::makeAvClip(scratch->path("b.MP4"), 3));
+        scratch->bytes("bad.MP4", QByteArray(100000, 'x'));
+        scratch->bytes("notes.txt", "not a video");
+    }
+
+    void init() { window = std::make_unique<MainWindow>(); }
+    void cleanup() { window.reset(); }
+
+    void dropPlaysTheVideoWithItsTrack()
+    {
+        window->show();
+        drop({scratch->path("a.MP4")});
+        QCOMPARE(child<QListWidget>("listVideo")->count(), 1);
+        QTRY_VERIFY_WITH_TIMEOUT(player()->isPlaying(), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(child<QSlider>("videoSlider")->value() >= 2, 10000);
+        QCOMPARE(child<QSlider>("videoSlider")->maximum(), 5);
+        QVERIFY(child<QPushButton>("btnStop")->isEnabled());
+        // The dashboard at the second shown: magnitudes, truncated speed.
+        const int s = child<QSlider>("videoSlider")->value();
+        VideoInfoParse store;
+        QCOMPARE(store.parseFile(scratch->path("a.MP4")), 0);
+        const VideoInfo *v = store.videoInfoMap.value(s);
+        QCOMPARE(child<QLCDNumber>("txtWeidu")->value(),
+                 QString::number(v->latitude, 'f', 6).toDouble());
+        QCOMPARE(child<QLCDNumber>("txtJingdu")->value(),
+                 QString::number(v->longitude, 'f', 6).toDouble());
+        QCOMPARE(child<QLCDNumber>("txtCurSpeed")->value(), double(int(v->speed)));
+        QCOMPARE(child<QLCDNumber>("txtMaxSpeed")->value(),
+                 QString::number(store.maxSpeed, 'f', 2).toDouble());
+        QCOMPARE(child<QLCDNumber>("txtDistance")->value(),
+                 QString::number(store.totalDistance, 'f', 2).toDouble());
+        const double average = store.totalDistance * 3600.0 / double(player()->duration() / 1000);
+        QCOMPARE(child<QLCDNumber>("txtAvgSpeed")->value(),
+                 QString::number(average, 'f', 2).toDouble());
+        QCOMPARE(child<QLabel>("txtTotalTime")->text(), QString("00:05"));
+    }
+
+    void dropWithoutVideosStartsNothing()
+    {
+        drop({scratch->path("notes.txt")});
+        QCOMPARE(child<QListWidget>("listVideo")->count(), 0);
+        QTest::qWait(500);
+        QVERIFY(!player()->isPlaying());
+        QVERIFY(!child<QPushButton>("btnPlay")->isEnabled());
+    }
+
+    void naturalEndPlaysTheNextEntry()
+    {
+        window->show();
+        drop({scratch->path("b.MP4"), scratch->path("a.MP4")});
+        QTRY_VERIFY_WITH_TIMEOUT(player()->isPlaying(), 15000);
+        QCOMPARE(player()->file(), scratch->path("b.MP4"));
+        QTRY_COMPARE_WITH_TIMEOUT(player()->file(), scratch->path("a.MP4"), 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(player()->isPlaying(), 15000);
+        QCOMPARE(child<QListWidget>("listVideo")->currentRow(), 1);
+    }
+
+    void stopDoesNotGoOn()
+    {
+        window->show();
+        drop({scratch->path("b.MP4"), scratch->path("a.MP4")});
+        QTRY_VERIFY_WITH_TIMEOUT(player()->isPlaying(), 15000);
+        child<QPushButton>("btnStop")->click();
+        QTRY_VERIFY(!player()->isPlaying());
+        QTest::qWait(1500);
+        QVERIFY(!player()->isPlaying());
+        QCOMPARE(child<QListWidget>("listVideo")->currentRow(), 0);
+        QCOMPARE(child<QLCDNumber>("txtCurSpeed")->value(), 0.0);
+    }
+
+    void badFileResetsAndTheNextPlays()
+    {
+        window->show();
+        drop({scratch->path("bad.MP4"), scratch->path("b.MP4"), scratch->path("a.MP4")});
+        QTRY_COMPARE_WITH_TIMEOUT(player()->file(), scratch->path("b.MP4"), 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(player()->isPlaying(), 15000);
+        QCOMPARE(child<QListWidget>("listVideo")->currentRow(), 1); // b, not a
+    }
+
+    void snapshotLandsAndShows()
+    {
+        window->show();
+        drop({scratch->path("a.MP4")});
+        QTRY_VERIFY_WITH_TIMEOUT(player()->isPlaying(), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(child<QSlider>("videoSlider")->value() >= 1, 10000);
+        child<QPushButton>("btnSnap")->click();
+        QTRY_VERIFY_WITH_TIMEOUT(window->windowTitle().startsWith("saved to: "), 10000);
+        const QString path = window->windowTitle().mid(QString("saved to: ").size());
+        QVERIFY2(QFile::exists(path), qPrintable(path));
+        QVERIFY(QRegularExpression("/\\d{14}\\.jpg$").match(path).hasMatch());
+        QVERIFY(path.contains("/" + Config::buildInfoValue("customer:") + "/"));
+        QVERIFY(!child<QLabel>("photoPreview")->pixmap(Qt::ReturnByValue).isNull());
+    }
+
+    void hoverTipAndPreview()
+    {
+        window->show();
+        drop({scratch->path("a.MP4")});
+        QTRY_VERIFY_WITH_TIMEOUT(player()->isPlaying(), 15000);
+        window->onTimeSliderHover(10, 3725);
+        QCOMPARE(QToolTip::text(), QString("01:02:05"));
+        media::VideoPreviewWidget *preview = nullptr;
+        for (QWidget *w : QApplication::topLevelWidgets())
+            if (auto *p = qobject_cast<media::VideoPreviewWidget *>(w))
+                preview = p;
+        QVERIFY(preview && preview->isVisible());
+        QCOMPARE(preview->size(), QSize(160, 90));
+        window->onTimeSliderLeave();
+        for (QWidget *w : QApplication::topLevelWidgets())
+            QVERIFY(!qobject_cast<media::VideoPreviewWidget *>(w));
+    }
+};
+
+int main(int argc, char **argv)
+{
+    QTemporaryDir home;
+    qputenv("HOME", home.path().toUtf8());
+    QDir(home.path()).mkpath("Pictures"); // where snapshots go, as on a desktop
+    media::Widgets::registerRenderers();
+    media::setLogLevel(media::LogOff);
+    QApplication app(argc, argv);
+    PlaybackTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_playback.moc"

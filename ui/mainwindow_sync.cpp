@@ -1,0 +1,239 @@
+// MainWindow: the dashboard, slider, gauge and map, once per second of video.
+
+#include "audiooutput.h"
+#include "avplayer.h"
+#include "languageparse.h"
+#include "mainwindow.h"
+#include "qmeter.h"
+#include "ui_mainwindow.h"
+#include "videoinfoparse.h"
+#include "videopreviewwidget.h"
+
+#include <QDebug>
+#include <QStackedLayout>
+#include <QTime>
+#include <QToolTip>
+#include <QWebEnginePage>
+#include <QWebEngineView>
+
+namespace {
+
+QString minutesSeconds(qint64 seconds)
+{
+    return QString::asprintf("%.2d:%.2d", int(seconds / 60), int(seconds % 60));
+}
+
+QString point(const char *command, const VideoInfo &s)
+{
+    return QStringLiteral("%1(%2, %3);")
+        .arg(QLatin1String(command), QString::number(s.signedLatitude(), 'g', 10),
+             QString::number(s.signedLongitude(), 'g', 10));
+}
+
+} // namespace
+
+double MainWindow::speedFactor() const
+{
+    return ui->cmbSpeedUnit->currentIndex() == 1 ? 0.6213712 : 1.0;
+}
+
+void MainWindow::sendMapCommand(const QString &command)
+{
+    if (webView)
+        webView->page()->runJavaScript(command);
+}
+
+void MainWindow::updateSlider(qint64)
+{
+    const int s = int(player->position() / 1000);
+    if (s == lastSecond)
+        return; // nothing is redrawn within a second
+    lastSecond = s;
+    ui->txtPlayTime->setText(minutesSeconds(s));
+    ui->videoSlider->setValue(s);
+    updateVideoInfo(s);
+}
+
+void MainWindow::updateVideoInfo(int n)
+{
+    const VideoInfoParse &store = *videoInfoParse;
+    if (!store.isParsed) {
+        ui->txtTime->display("00:00:00");
+        ui->txtJingdu->display("0.000000");
+        ui->txtWeidu->display("0.000000");
+        for (QLCDNumber *d : {ui->txtCurSpeed, ui->txtMaxSpeed, ui->txtAvgSpeed, ui->txtDistance})
+            d->display("0.00");
+        meter->setValue(0.0);
+        return;
+    }
+    if (n >= store.count)
+        n = store.count - 1;
+    const VideoInfo *sample = store.videoInfoMap.value(n);
+    if (!sample)
+        return; // every key is filled by the readers; never trust it blindly
+    const double factor = speedFactor();
+    ui->txtTime->display(sample->time);
+    ui->txtJingdu->display(QString::number(sample->longitude, 'f', 6));
+    ui->txtWeidu->display(QString::number(sample->latitude, 'f', 6));
+    // Whole units on the display; the gauge gets the exact value.
+    ui->txtCurSpeed->display(QString::number(double(int(sample->speed * factor)), 'f', 2));
+    ui->txtMaxSpeed->display(QString::number(store.maxSpeed * factor, 'f', 2));
+    const qint64 duration = player->duration();
+    const double average = duration < 1
+                               ? store.avgSpeed * factor
+                               : store.totalDistance * 3600.0 / double(duration / 1000) * factor;
+    ui->txtAvgSpeed->display(QString::number(average, 'f', 2));
+    ui->txtDistance->display(QString::number(store.totalDistance * factor, 'f', 2));
+    meter->setValue(sample->speed * factor);
+    if (sample->valid)
+        sendMapCommand(point("setLineNewPoint", *sample));
+}
+
+void MainWindow::videoPlayStarted()
+{
+    stackedLayout->setCurrentIndex(0);
+    ui->cmbMapType->setEnabled(false);
+    lastSecond = -1;
+    playButtonSound();
+    const qint64 d = player->duration() / 1000;
+    ui->txtPlayTime->setText("00:00");
+    ui->txtTotalTime->setText(minutesSeconds(d));
+    ui->videoSlider->setRange(0, int(d));
+    for (QWidget *w :
+         {static_cast<QWidget *>(ui->btnPlay), static_cast<QWidget *>(ui->btnStop),
+          static_cast<QWidget *>(ui->btnSnap), static_cast<QWidget *>(ui->videoSlider)})
+        w->setEnabled(true);
+    setVolume();
+    updateVideoInfo(0);
+    drawGpsRoadMap();
+}
+
+void MainWindow::videoPlayStopped()
+{
+    if (stopAfterError) {
+        stopAfterError = false;
+        return;
+    }
+    if (media::AudioOutput *audio = player->audio())
+        audio->setVolume(0.0);
+    if (previewWidget && !previewWidget->isHidden())
+        previewWidget->close();
+    stackedLayout->setCurrentIndex(1);
+    ui->cmbMapType->setEnabled(true);
+    resetVideoParam();
+    sendMapCommand(QStringLiteral("mapinitialize(%1, %2);").arg(22.0).arg(115.6786234));
+    if (previewWidget)
+        previewWidget->setFile("");
+    if (replayRequested) {
+        replayRequested = false;
+        on_btnPlay_clicked();
+        return;
+    }
+    const int next = ui->listVideo->currentRow() + 1;
+    if (autoPlayNext && next < ui->listVideo->count()) {
+        ui->listVideo->setCurrentRow(next);
+        on_btnPlay_clicked();
+    }
+    autoPlayNext = true;
+}
+
+void MainWindow::seekBySlider(int s)
+{
+    if (!player->isPlaying())
+        return;
+    if (qint64(s + 2) * 1000 > player->duration()) {
+        // Milliseconds into a slider of seconds: it pins to its end until
+        // the next tick. The seek itself lands two seconds earlier.
+        ui->videoSlider->setValue((s - 2) * 1000);
+        s = s - 2;
+    }
+    if (s < 0)
+        s = 0;
+    player->seek(qint64(s) * 1000);
+    if (!previewWidget)
+        return;
+    previewWidget->setTimestamp(qint64(s) * 1000);
+    previewWidget->preview();
+    previewWidget->setWindowFlags(previewWidget->windowFlags() | Qt::FramelessWindowHint |
+                                  Qt::WindowStaysOnTopHint);
+    previewWidget->resize(160, 90);
+    previewWidget->show();
+    if (!videoInfoParse->isParsed)
+        return;
+    drawGpsRoadMap();
+    if (s >= videoInfoParse->count)
+        s = videoInfoParse->count - 1;
+    for (int i = 0; i < s; ++i) {
+        const VideoInfo *sample = videoInfoParse->videoInfoMap.value(i);
+        if (sample && sample->valid)
+            sendMapCommand(point("setLineNewPoint", *sample));
+    }
+}
+
+void MainWindow::on_videoSlider_sliderMoved(int value)
+{
+    qDebug() << "on_videoSlider_sliderMoved";
+    seekBySlider(value);
+}
+
+void MainWindow::on_videoSlider_sliderPressed()
+{
+    qDebug() << "on_videoSlider_sliderPressed";
+    seekBySlider(ui->videoSlider->value());
+}
+
+void MainWindow::on_videoSlider_valueChanged(int)
+{
+    // The slider follows the video; only the user's moves seek.
+}
+
+void MainWindow::onTimeSliderHover(int x, int value)
+{
+    // Centred over the pointer, just above the slider's top edge.
+    const QPoint anchor = ui->videoSlider->mapToGlobal(QPoint(x, 0));
+    QToolTip::hideText();
+    QToolTip::showText(anchor, QTime(0, 0, 0, 0).addMSecs(value * 1000).toString("HH:mm:ss"));
+    if (!previewWidget)
+        previewWidget = new media::VideoPreviewWidget;
+    previewWidget->setFile(player->file());
+    previewWidget->setTimestamp(qint64(value) * 1000);
+    previewWidget->preview();
+    previewWidget->setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+    previewWidget->resize(160, 90);
+    previewWidget->move(anchor - QPoint(80, 90));
+    previewWidget->show();
+}
+
+void MainWindow::onTimeSliderLeave()
+{
+    if (!previewWidget)
+        return;
+    if (previewWidget->isVisible())
+        previewWidget->close();
+    delete previewWidget;
+    previewWidget = nullptr;
+}
+
+void MainWindow::drawGpsRoadMap()
+{
+    const VideoInfoParse &store = *videoInfoParse;
+    if (!store.isParsed) {
+        sendMapCommand("clrRTploy();");
+        return;
+    }
+    int first = -1;
+    for (int i = 0; i < store.count; ++i) {
+        const VideoInfo *sample = store.videoInfoMap.value(i);
+        if (!sample || !sample->valid)
+            continue;
+        if (first < 0) {
+            first = i;
+            sendMapCommand(point("mapinitialize", *sample));
+            sendMapCommand(point("setStartPoint", *sample));
+        } else if (i == store.count - 1) {
+            sendMapCommand(point("setEndPoint", *sample));
+        } else {
+            sendMapCommand(point("gotoNextPoint", *sample));
+        }
+    }
+}
