@@ -6,9 +6,11 @@
 #include "mainwindow.h"
 #include "media.h"
 #include "mediatest.h"
+#include "qmeter.h"
 #include "videoinfoparse.h"
 #include "videopreviewwidget.h"
 
+#include <QComboBox>
 #include <QDesktopServices>
 #include <QDir>
 #include <QDropEvent>
@@ -19,6 +21,7 @@
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QSlider>
+#include <QTimer>
 #include <QToolTip>
 #include <cmath>
 #include <memory>
@@ -68,6 +71,22 @@ private slots:
         QVERIFY(mediatest::makeAvClip(scratch->path("a.MP4"), 5));
         QVERIFY(mediatest::makeAvClip(scratch->path("b.MP4"), 3));
         scratch->bytes("bad.MP4", QByteArray(100000, 'x'));
+        // One clip for each kind of track source.
+        const QVector<trackgen::Fix> drive = trackgen::drive(3);
+        QStringList info, converted, rmc;
+        for (const trackgen::Fix &f : drive) {
+            info << trackgen::infoLine(f);
+            converted << trackgen::convertedLine(f);
+            rmc << trackgen::rmcLine(f);
+        }
+        scratch->lines("c.info", info);
+        scratch->lines("d.map", converted);
+        scratch->bytes("e.GPX", trackgen::gpxDocument(drive).toUtf8());
+        QVERIFY(trackgen::writeText(scratch->path("f.srt"), trackgen::srtDocument(rmc)));
+        scratch->lines("20170101_120000A.TXT", rmc);
+        for (const char *name : {"c.MP4", "d.MP4", "e.MP4", "g.MP4", "20170101_120000B.MP4"})
+            QVERIFY(mediatest::makeAvClip(scratch->path(name), 3));
+        QVERIFY(trackgen::makeClip(scratch->path("f.MP4"), 3, scratch->path("f.srt")));
         scratch->bytes("notes.txt", "not a video");
     }
 
@@ -158,6 +177,82 @@ private slots:
         QVERIFY(QRegularExpression("/\\d{14}\\.jpg$").match(path).hasMatch());
         QVERIFY(path.contains("/" + Config::buildInfoValue("customer:") + "/"));
         QVERIFY(!child<QLabel>("photoPreview")->pixmap(Qt::ReturnByValue).isNull());
+    }
+
+    void eachTrackSource_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("hasTrack");
+        QTest::newRow(".info") << "c.MP4" << true;
+        QTest::newRow(".map") << "d.MP4" << true;
+        QTest::newRow(".GPX, first opening") << "e.MP4" << false;
+        QTest::newRow(".GPX, second opening") << "e.MP4" << true;
+        QTest::newRow("subtitle stream") << "f.MP4" << true;
+        QTest::newRow("no track") << "g.MP4" << false;
+        QTest::newRow("B borrows A's track") << "20170101_120000B.MP4" << true;
+    }
+    void eachTrackSource()
+    {
+        QFETCH(QString, name);
+        QFETCH(bool, hasTrack);
+        window->show();
+        drop({scratch->path(name)});
+        QTRY_VERIFY_WITH_TIMEOUT(player()->isPlaying(), 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(child<QSlider>("videoSlider")->value() >= 1, 10000);
+        QCOMPARE(child<QLCDNumber>("txtMaxSpeed")->value() > 0, hasTrack);
+        QCOMPARE(child<QLCDNumber>("txtWeidu")->value() > 0, hasTrack);
+    }
+
+    void milesPerHour()
+    {
+        window->show();
+        child<QComboBox>("cmbSpeedUnit")->setCurrentIndex(1);
+        drop({scratch->path("a.MP4")});
+        QTRY_VERIFY_WITH_TIMEOUT(player()->isPlaying(), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(child<QSlider>("videoSlider")->value() >= 1, 10000);
+        player()->pause(true);
+        QTRY_VERIFY(player()->isPaused());
+        const int s = child<QSlider>("videoSlider")->value();
+        VideoInfoParse store;
+        store.parseFile(scratch->path("a.MP4"));
+        const double speed = store.videoInfoMap.value(s)->speed;
+        QCOMPARE(child<QLCDNumber>("txtCurSpeed")->value(), double(int(speed * 0.6213712)));
+        QVERIFY(qAbs(window->findChild<QMeter *>()->value() - speed * 0.6213712) < 1e-9);
+        QCOMPARE(child<QLCDNumber>("txtMaxSpeed")->value(),
+                 QString::number(store.maxSpeed * 0.6213712, 'f', 2).toDouble());
+    }
+
+    void seekRules()
+    {
+        window->show();
+        drop({scratch->path("a.MP4")});
+        QTRY_VERIFY_WITH_TIMEOUT(player()->isPlaying(), 15000);
+        // Into the last two seconds: two seconds earlier, the slider pinned.
+        window->seekBySlider(4);
+        QCOMPARE(child<QSlider>("videoSlider")->value(), child<QSlider>("videoSlider")->maximum());
+        QTRY_VERIFY_WITH_TIMEOUT(qAbs(player()->position() - 2000) < 600, 5000);
+        // Paused: a seek does nothing.
+        player()->pause(true);
+        QTRY_VERIFY(player()->isPaused());
+        const qint64 held = player()->position();
+        window->seekBySlider(0);
+        QTest::qWait(500);
+        QCOMPARE(player()->position(), held);
+    }
+
+    void doubleClickWhilePlaying()
+    {
+        window->show();
+        drop({scratch->path("b.MP4"), scratch->path("a.MP4")});
+        QTRY_VERIFY_WITH_TIMEOUT(player()->isPlaying(), 15000);
+        QCOMPARE(player()->file(), scratch->path("b.MP4"));
+        auto *list = child<QListWidget>("listVideo");
+        list->setCurrentRow(1);
+        const QPoint row = list->visualItemRect(list->item(1)).center();
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, Qt::NoModifier, row);
+        QTest::mouseDClick(list->viewport(), Qt::LeftButton, Qt::NoModifier, row);
+        QTRY_COMPARE_WITH_TIMEOUT(player()->file(), scratch->path("a.MP4"), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(player()->isPlaying(), 15000);
     }
 
     void hoverTipAndPreview()
