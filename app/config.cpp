@@ -62,6 +62,14 @@ QString Config::buildInfoValue(const QString &key)
     return value;
 }
 
+QString Config::customer()
+{
+    static QString code; // the snapshot folder asks on every snapshot
+    if (code.isEmpty())
+        code = buildInfoValue(QStringLiteral("customer:"));
+    return code;
+}
+
 QString Config::getVersion()
 {
     static QString version;
@@ -83,7 +91,7 @@ QString Config::getCustomerDir()
     if (!dir.isEmpty())
         return dir;
     const QString path = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation) +
-                         "/velomar_" + buildInfoValue(QStringLiteral("customer:"));
+                         "/velomar_" + customer();
     qDebug() << path;
     QDir().mkpath(path); // a failure shows where the files are used
     dir = path;

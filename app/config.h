@@ -23,6 +23,9 @@ public:
     // until the file has it.
     static QString getVersion();
 
+    // The customer code from build.info, read once it is there.
+    static QString customer();
+
     // The value of a "key: value" line of build.info (quotes removed, line
     // trimmed, the second piece after splitting at ": "); empty without one.
     static QString buildInfoValue(const QString &key);

@@ -15,7 +15,6 @@ struct Probe
 {
     QString home;
     QString out;
-    QString logDir;
 };
 
 // Copies the probe to <scratch>/app/bin, puts build.info (if given) beside
@@ -40,7 +39,7 @@ Probe runProbe(const Scratch &s, const QString &mode, const QByteArray *buildInf
     p.setProcessEnvironment(env);
     p.start(exe, {mode});
     p.waitForFinished(30000);
-    return {s.path("home"), QString::fromUtf8(p.readAllStandardOutput()), QString()};
+    return {s.path("home"), QString::fromUtf8(p.readAllStandardOutput())};
 }
 
 QString field(const QString &out, const QString &name)

@@ -175,7 +175,7 @@ private slots:
         const QString path = window->windowTitle().mid(QString("saved to: ").size());
         QVERIFY2(QFile::exists(path), qPrintable(path));
         QVERIFY(QRegularExpression("/\\d{14}\\.jpg$").match(path).hasMatch());
-        QVERIFY(path.contains("/" + Config::buildInfoValue("customer:") + "/"));
+        QVERIFY(path.contains("/" + Config::customer() + "/"));
         QVERIFY(!child<QLabel>("photoPreview")->pixmap(Qt::ReturnByValue).isNull());
     }
 

@@ -187,7 +187,7 @@ void MainWindow::on_listVideo_itemDoubleClicked(QListWidgetItem *)
 
 QString MainWindow::checkPhotoDir()
 {
-    const QString dir = captureDir + "/" + Config::buildInfoValue("customer:");
+    const QString dir = captureDir + "/" + Config::customer();
     if (QDir(dir).exists() || QDir().mkdir(dir))
         return dir;
     return captureDir;
