@@ -90,6 +90,7 @@ public slots:
     void on_cmbSpeedUnit_currentTextChanged(const QString &text);
     void on_cmbMapType_currentIndexChanged(int index);
     void actionabout(QAction *action);
+    void fileDownloadProgress(qint64 done, qint64 total);
 
 protected:
     void changeEvent(QEvent *event) override;
