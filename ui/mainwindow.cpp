@@ -7,6 +7,7 @@
 #include "config.h"
 #include "languageparse.h"
 #include "loadingdialog.h"
+#include "maplink.h"
 #include "qmeter.h"
 #include "ui_mainwindow.h"
 #include "videocapture.h"
@@ -19,7 +20,6 @@
 #include <QDebug>
 #include <QDesktopServices>
 #include <QGuiApplication>
-#include <QHostAddress>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QScreen>
@@ -108,6 +108,7 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
     webLayout->setContentsMargins(0, 0, 0, 0);
     webLayout->addWidget(webView);
     ui->webBrowser->setLayout(webLayout);
+    connect(webView->page(), SIGNAL(loadFinished(bool)), this, SLOT(loadFinished(bool)));
     qDebug() << Config::getInstance()->mapDir;
     webView->load(QUrl::fromLocalFile(mapPage()));
     webView->show();
@@ -127,9 +128,10 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
     initialized = true;
 
     startMapServer();
-    // The map in the user's browser too, on every start.
+    // The map in the user's browser too, on every start; the token lets its
+    // connection back in.
     QDesktopServices::openUrl(
-        QUrl::fromLocalFile(Config::getInstance()->mapDir + "/Google-earth.html"));
+        maplink::browserPageUrl(Config::getInstance()->mapDir + "/Google-earth.html", mapToken));
 }
 
 MainWindow::~MainWindow()
@@ -142,23 +144,6 @@ MainWindow::~MainWindow()
     delete player;
     delete wsServer; // frees the port for a window made after this one
     delete ui;
-}
-
-QString MainWindow::mapPage() const
-{
-    return Config::getInstance()->mapDir +
-           (ui->cmbMapType->currentIndex() != 0 ? "/AMap.html" : "/Google-earth.html");
-}
-
-void MainWindow::startMapServer()
-{
-    wsServer = new QWebSocketServer("server", QWebSocketServer::NonSecureMode);
-    if (!wsServer->listen(QHostAddress("127.0.0.1"), 9090)) {
-        QMessageBox::information(this, "提示", "监听失败, 是否开启了代理，或者IP错误");
-        qDebug() << "server listen failed";
-        return;
-    }
-    qDebug() << "server listen success";
 }
 
 void MainWindow::resetUI(int w, int h)

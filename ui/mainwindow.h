@@ -10,10 +10,12 @@ class ParseFileThread;
 class QStackedLayout;
 class QTimer;
 class QWebEngineView;
+class QWebSocket;
 class QWebSocketServer;
 class LanguageParse;
 class LoadingDialog;
 class QMeter;
+struct VideoInfo;
 class VideoInfoParse;
 namespace media {
 class AVError;
@@ -83,7 +85,12 @@ public slots:
     void on_videoSlider_valueChanged(int value);
     void onTimeSliderHover(int x, int value);
     void onTimeSliderLeave();
+
+    // The map: the embedded page and the browser copy.
     void drawGpsRoadMap();
+    void runRemoteScript(const QString &script);
+    void onNewConnection();
+    void loadFinished(bool ok);
 
     void on_btnExit_clicked();
     void on_cmbLanguage_currentIndexChanged(int index);
@@ -103,8 +110,10 @@ private:
     QString mapPage() const;  // the embedded page that cmbMapType chooses
     int layoutHeight() const; // the window's height less an in-window menu bar
     void startSelected();     // play the selected entry now, or after the current one stops
-    void sendMapCommand(const QString &command);
-    double speedFactor() const; // 1 for km/h, 0.6213712 for miles
+    void sendMapCommand(const QString &command); // the embedded page, then the browser copy
+    void sendMapPoint(const char *command, const VideoInfo &sample);
+    void sendTravelledLine(int upTo); // setLineNewPoint for each valid sample before upTo
+    double speedFactor() const;       // 1 for km/h, 0.6213712 for miles
     void startMapServer();
 
     Ui::MainWindow *ui;
@@ -121,6 +130,8 @@ private:
     media::VideoOutput *videoOutput = nullptr;
     QWebEngineView *webView = nullptr;
     QWebSocketServer *wsServer = nullptr;
+    QPointer<QWebSocket> wsClient; // the browser copy; a newer one replaces it
+    QString mapToken;              // proves a browser page was opened by this run
     media::VideoPreviewWidget *previewWidget = nullptr;
     bool autoPlayNext = false;
     bool initialized = false;

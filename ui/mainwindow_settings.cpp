@@ -127,12 +127,3 @@ void MainWindow::on_cmbSpeedUnit_currentTextChanged(const QString &)
     meter->setUnits(ui->cmbSpeedUnit->currentText());
     saveParam();
 }
-
-void MainWindow::on_cmbMapType_currentIndexChanged(int)
-{
-    qDebug() << "on_cmbMapType_currentIndexChanged";
-    if (!initialized)
-        return;
-    webView->load(QUrl::fromLocalFile(mapPage()));
-    saveParam();
-}

@@ -4,6 +4,7 @@
 #include "avplayer.h"
 #include "languageparse.h"
 #include "mainwindow.h"
+#include "maplink.h"
 #include "qmeter.h"
 #include "ui_mainwindow.h"
 #include "videoinfoparse.h"
@@ -23,24 +24,11 @@ QString minutesSeconds(qint64 seconds)
     return QString::asprintf("%.2d:%.2d", int(seconds / 60), int(seconds % 60));
 }
 
-QString point(const char *command, const VideoInfo &s)
-{
-    return QStringLiteral("%1(%2, %3);")
-        .arg(QLatin1String(command), QString::number(s.signedLatitude(), 'g', 10),
-             QString::number(s.signedLongitude(), 'g', 10));
-}
-
 } // namespace
 
 double MainWindow::speedFactor() const
 {
     return ui->cmbSpeedUnit->currentIndex() == 1 ? 0.6213712 : 1.0;
-}
-
-void MainWindow::sendMapCommand(const QString &command)
-{
-    if (webView)
-        webView->page()->runJavaScript(command);
 }
 
 void MainWindow::updateSlider(qint64)
@@ -86,7 +74,7 @@ void MainWindow::updateVideoInfo(int n)
     ui->txtDistance->display(QString::number(store.totalDistance * factor, 'f', 2));
     meter->setValue(sample->speed * factor);
     if (sample->valid)
-        sendMapCommand(point("setLineNewPoint", *sample));
+        sendMapPoint("setLineNewPoint", *sample);
 }
 
 void MainWindow::videoPlayStarted()
@@ -121,7 +109,7 @@ void MainWindow::videoPlayStopped()
     stackedLayout->setCurrentIndex(1);
     ui->cmbMapType->setEnabled(true);
     resetVideoParam();
-    sendMapCommand(QStringLiteral("mapinitialize(%1, %2);").arg(22.0).arg(115.6786234));
+    sendMapCommand(maplink::defaultView());
     if (previewWidget)
         previewWidget->setFile("");
     if (replayRequested) {
@@ -161,13 +149,7 @@ void MainWindow::seekBySlider(int s)
     if (!videoInfoParse->isParsed)
         return;
     drawGpsRoadMap();
-    if (s >= videoInfoParse->count)
-        s = videoInfoParse->count - 1;
-    for (int i = 0; i < s; ++i) {
-        const VideoInfo *sample = videoInfoParse->videoInfoMap.value(i);
-        if (sample && sample->valid)
-            sendMapCommand(point("setLineNewPoint", *sample));
-    }
+    sendTravelledLine(s);
 }
 
 void MainWindow::on_videoSlider_sliderMoved(int value)
@@ -212,28 +194,4 @@ void MainWindow::onTimeSliderLeave()
         previewWidget->close();
     delete previewWidget;
     previewWidget = nullptr;
-}
-
-void MainWindow::drawGpsRoadMap()
-{
-    const VideoInfoParse &store = *videoInfoParse;
-    if (!store.isParsed) {
-        sendMapCommand("clrRTploy();");
-        return;
-    }
-    int first = -1;
-    for (int i = 0; i < store.count; ++i) {
-        const VideoInfo *sample = store.videoInfoMap.value(i);
-        if (!sample || !sample->valid)
-            continue;
-        if (first < 0) {
-            first = i;
-            sendMapCommand(point("mapinitialize", *sample));
-            sendMapCommand(point("setStartPoint", *sample));
-        } else if (i == store.count - 1) {
-            sendMapCommand(point("setEndPoint", *sample));
-        } else {
-            sendMapCommand(point("gotoNextPoint", *sample));
-        }
-    }
 }

@@ -1,0 +1,138 @@
+// MainWindow: the map, twice: the embedded page through runJavaScript and
+// the browser copy through the local WebSocket, both fed the same commands.
+
+#include "avplayer.h"
+#include "config.h"
+#include "mainwindow.h"
+#include "maplink.h"
+#include "ui_mainwindow.h"
+#include "videoinfoparse.h"
+
+#include <QDebug>
+#include <QHostAddress>
+#include <QMessageBox>
+#include <QWebEnginePage>
+#include <QWebEngineView>
+#include <QWebSocket>
+#include <QWebSocketServer>
+
+QString MainWindow::mapPage() const
+{
+    return Config::getInstance()->mapDir +
+           (ui->cmbMapType->currentIndex() != 0 ? "/AMap.html" : "/Google-earth.html");
+}
+
+void MainWindow::startMapServer()
+{
+    mapToken = maplink::newToken();
+    wsServer = new QWebSocketServer("server", QWebSocketServer::NonSecureMode);
+    // Loopback only: the positions never leave the machine.
+    if (!wsServer->listen(QHostAddress::LocalHost, 9090)) {
+        QMessageBox::information(this, "提示", "监听失败, 是否开启了代理，或者IP错误");
+        qDebug() << "server listen failed";
+        return;
+    }
+    qDebug() << "server listen success";
+    connect(wsServer, SIGNAL(newConnection()), this, SLOT(onNewConnection()));
+}
+
+void MainWindow::onNewConnection()
+{
+    qDebug() << "new connection";
+    while (QWebSocket *socket = wsServer->nextPendingConnection()) {
+        if (!maplink::clientAllowed(socket->origin(), socket->requestUrl(), mapToken)) {
+            qWarning().noquote() << "map client refused, origin:"
+                                 << (socket->origin().isEmpty() ? "none" : socket->origin());
+            socket->close(QWebSocketProtocol::CloseCodePolicyViolated);
+            socket->deleteLater();
+            continue;
+        }
+        // The earlier client is kept as it is: only the newest is fed.
+        wsClient = socket;
+        wsClient->sendTextMessage("hello(0, 0);");
+    }
+}
+
+void MainWindow::runRemoteScript(const QString &script)
+{
+    qDebug().noquote() << script;
+    if (!wsClient)
+        return;
+    qDebug() << "send to client";
+    wsClient->sendTextMessage(script);
+}
+
+void MainWindow::sendMapCommand(const QString &command)
+{
+    if (webView)
+        webView->page()->runJavaScript(command);
+    runRemoteScript(command);
+}
+
+void MainWindow::sendMapPoint(const char *command, const VideoInfo &sample)
+{
+    const QString text =
+        maplink::pointCommand(command, sample.signedLatitude(), sample.signedLongitude());
+    if (text.isEmpty()) {
+        qWarning() << "map point not sent: not a finite number";
+        return;
+    }
+    sendMapCommand(text);
+}
+
+void MainWindow::sendTravelledLine(int upTo)
+{
+    if (upTo >= videoInfoParse->count)
+        upTo = videoInfoParse->count - 1;
+    for (int i = 0; i < upTo; ++i) {
+        const VideoInfo *sample = videoInfoParse->videoInfoMap.value(i);
+        if (sample && sample->valid)
+            sendMapPoint("setLineNewPoint", *sample);
+    }
+}
+
+void MainWindow::drawGpsRoadMap()
+{
+    const VideoInfoParse &store = *videoInfoParse;
+    if (!store.isParsed) {
+        sendMapCommand("clrRTploy();");
+        return;
+    }
+    int first = -1;
+    for (int i = 0; i < store.count; ++i) {
+        const VideoInfo *sample = store.videoInfoMap.value(i);
+        if (!sample || !sample->valid)
+            continue;
+        if (first < 0) {
+            first = i;
+            sendMapPoint("mapinitialize", *sample);
+            sendMapPoint("setStartPoint", *sample);
+        } else if (i == store.count - 1) {
+            sendMapPoint("setEndPoint", *sample);
+        } else {
+            sendMapPoint("gotoNextPoint", *sample);
+        }
+    }
+}
+
+void MainWindow::loadFinished(bool)
+{
+    // A page that has just loaded knows nothing yet: bring it up to date.
+    if (!player->isPlaying()) {
+        sendMapCommand(maplink::defaultView());
+        return;
+    }
+    if (!videoInfoParse->isParsed)
+        return;
+    drawGpsRoadMap();
+    sendTravelledLine(int(player->position() / 1000));
+}
+
+void MainWindow::on_cmbMapType_currentIndexChanged(int)
+{
+    qDebug() << "on_cmbMapType_currentIndexChanged";
+    if (!initialized)
+        return;
+    webView->load(QUrl::fromLocalFile(mapPage()));
+    saveParam();
+}
