@@ -15,6 +15,8 @@ packages=(
   libjs-leaflet fonts-liberation
   # tests and benchmarks
   xvfb xauth libgl1-mesa-dri x11-utils xdotool libbenchmark-dev valgrind
+  # the map page in a real browser
+  chromium
   # certificates for the network tests' local TLS servers
   openssl
   # mpv's own player, the yardstick of the media benchmark

@@ -118,7 +118,7 @@ void MainWindow::drawGpsRoadMap()
 void MainWindow::loadFinished(bool)
 {
     // A page that has just loaded knows nothing yet: bring it up to date.
-    if (!player->isPlaying()) {
+    if (!videoOpen()) {
         sendMapCommand(maplink::defaultView());
         return;
     }

@@ -1,0 +1,455 @@
+// The map pages' shared part: the commands the player sends, drawing batched
+// once per frame, the tile failure notice and the link to the player when the
+// page runs in a browser.
+(function () {
+    'use strict';
+
+    // WGS-84 to GCJ-02, the shifted datum of Chinese street maps. Outside
+    // China the shift is not applied.
+    var GCJ_A = 6378245.0;
+    var GCJ_EE = 0.00669342162296594323;
+
+    function outOfChina(lat, lon) {
+        return lon < 72.004 || lon > 137.8347 || lat < 0.8293 || lat > 55.8271;
+    }
+
+    function shiftLat(x, y) {
+        var r = -100.0 + 2.0 * x + 3.0 * y + 0.2 * y * y + 0.1 * x * y + 0.2 * Math.sqrt(Math.abs(x));
+        r += (20.0 * Math.sin(6.0 * x * Math.PI) + 20.0 * Math.sin(2.0 * x * Math.PI)) * 2.0 / 3.0;
+        r += (20.0 * Math.sin(y * Math.PI) + 40.0 * Math.sin(y / 3.0 * Math.PI)) * 2.0 / 3.0;
+        r += (160.0 * Math.sin(y / 12.0 * Math.PI) + 320.0 * Math.sin(y * Math.PI / 30.0)) * 2.0 / 3.0;
+        return r;
+    }
+
+    function shiftLon(x, y) {
+        var r = 300.0 + x + 2.0 * y + 0.1 * x * x + 0.1 * x * y + 0.1 * Math.sqrt(Math.abs(x));
+        r += (20.0 * Math.sin(6.0 * x * Math.PI) + 20.0 * Math.sin(2.0 * x * Math.PI)) * 2.0 / 3.0;
+        r += (20.0 * Math.sin(x * Math.PI) + 40.0 * Math.sin(x / 3.0 * Math.PI)) * 2.0 / 3.0;
+        r += (150.0 * Math.sin(x / 12.0 * Math.PI) + 300.0 * Math.sin(x / 30.0 * Math.PI)) * 2.0 / 3.0;
+        return r;
+    }
+
+    function wgsToGcj(lat, lon) {
+        if (outOfChina(lat, lon))
+            return [lat, lon];
+        var dLat = shiftLat(lon - 105.0, lat - 35.0);
+        var dLon = shiftLon(lon - 105.0, lat - 35.0);
+        var radLat = lat / 180.0 * Math.PI;
+        var magic = Math.sin(radLat);
+        magic = 1 - GCJ_EE * magic * magic;
+        var sqrtMagic = Math.sqrt(magic);
+        dLat = (dLat * 180.0) / ((GCJ_A * (1 - GCJ_EE)) / (magic * sqrtMagic) * Math.PI);
+        dLon = (dLon * 180.0) / (GCJ_A / sqrtMagic * Math.cos(radLat) * Math.PI);
+        return [lat + dLat, lon + dLon];
+    }
+
+    // No closed form back; a few fixed-point steps get far below a millimetre.
+    function gcjToWgs(lat, lon) {
+        var w = [lat, lon];
+        for (var i = 0; i < 20; i++) {
+            var g = wgsToGcj(w[0], w[1]);
+            var eLat = g[0] - lat, eLon = g[1] - lon;
+            w = [w[0] - eLat, w[1] - eLon];
+            if (Math.abs(eLat) < 1e-12 && Math.abs(eLon) < 1e-12)
+                break;
+        }
+        return w;
+    }
+
+    function start(options) {
+        var DEFAULT_CENTER = [22, 115.6786234];
+        // Up to one frame late; the timer covers hidden pages, where
+        // animation frames do not come.
+        var FLUSH_TIMEOUT_MS = 100;
+
+        var errors = [];
+        window.addEventListener('error', function (e) {
+            errors.push(String(e.message));
+        });
+        window.addEventListener('unhandledrejection', function (e) {
+            errors.push(String(e.reason));
+        });
+
+        var first = options.baseLayers[0];
+        var map = L.map('map', {
+            center: first.gcj02 ? wgsToGcj(DEFAULT_CENTER[0], DEFAULT_CENTER[1]) : DEFAULT_CENTER,
+            zoom: 14,
+            worldCopyJump: true
+        });
+        var notice = L.DomUtil.create('div', 'velomar-notice', map.getContainer());
+        notice.textContent = 'Map tiles are unavailable';
+        notice.hidden = true;
+
+        var tilesLoaded = 0, tileErrors = 0;
+        function tilesUnavailable() {
+            return tileErrors > 0 && tilesLoaded === 0;
+        }
+        function updateNotice() {
+            var hide = !tilesUnavailable();
+            if (notice.hidden !== hide) {
+                notice.hidden = hide;
+                mirror();
+            }
+        }
+
+        var baseByName = {};
+        options.baseLayers.forEach(function (b) {
+            var layer = b.tiles.length === 1 ? b.tiles[0] : L.layerGroup(b.tiles);
+            layer.velomarGcj02 = !!b.gcj02;
+            layer.velomarName = b.name;
+            b.tiles.forEach(function (t) {
+                t.on('tileload', function () {
+                    tilesLoaded++;
+                    updateNotice();
+                });
+                t.on('tileerror', function () {
+                    tileErrors++;
+                    updateNotice();
+                });
+            });
+            baseByName[b.name] = layer;
+        });
+        var base = baseByName[first.name];
+        base.addTo(map);
+        L.control.layers(baseByName, null, {position: 'topright'}).addTo(map);
+        L.control.scale({imperial: false}).addTo(map);
+
+        // Received points (WGS-84, [lat, lon]) and what is drawn from them,
+        // in the datum of the current base layer.
+        var log = [];
+        var route = [], routeQueue = [], routeDrawn = [];
+        var travelled = [], travelledQueue = [], travelledDrawn = [];
+        var startPoint = null, endPoint = null;
+        var helloCount = 0, connected = false, linkAttempts = 0;
+
+        var routeLine = L.polyline([], {
+            className: 'velomar-route', color: '#2979ff', weight: 4, opacity: 0.9,
+            interactive: false
+        }).addTo(map);
+        var travelledLine = L.polyline([], {
+            className: 'velomar-travelled', color: '#ff1744', weight: 7, opacity: 0.85,
+            lineCap: 'round', interactive: false
+        }).addTo(map);
+        function marker(cls, fill) {
+            return L.circleMarker(DEFAULT_CENTER, {
+                className: cls, radius: 8, color: '#ffffff', weight: 2, fillColor: fill,
+                fillOpacity: 1, interactive: false
+            });
+        }
+        var startMarker = marker('velomar-start', '#00c853');
+        var endMarker = marker('velomar-end', '#212121');
+        var positionMarker = marker('velomar-position', '#ffd600');
+
+        function gcjActive() {
+            return base.velomarGcj02;
+        }
+        function toDisplay(lat, lon) {
+            return gcjActive() ? wgsToGcj(lat, lon) : [lat, lon];
+        }
+        function drawn(p) {
+            var d = toDisplay(p[0], p[1]);
+            return L.latLng(d[0], d[1]);
+        }
+        function fromDisplay(ll) {
+            return gcjActive() ? gcjToWgs(ll.lat, ll.lng) : [ll.lat, ll.lng];
+        }
+        function place(m, p) {
+            if (p) {
+                m.setLatLng(drawn(p));
+                if (!map.hasLayer(m))
+                    m.addTo(map);
+            } else if (map.hasLayer(m)) {
+                map.removeLayer(m);
+            }
+        }
+
+        var frameId = null, timerId = null;
+        function scheduleFlush() {
+            if (timerId !== null)
+                return;
+            timerId = setTimeout(flush, FLUSH_TIMEOUT_MS);
+            if (window.requestAnimationFrame)
+                frameId = requestAnimationFrame(flush);
+        }
+        function cancelFlush() {
+            if (timerId !== null)
+                clearTimeout(timerId);
+            if (frameId !== null)
+                cancelAnimationFrame(frameId);
+            timerId = frameId = null;
+        }
+
+        function mapHasSize() {
+            var s = map.getSize();
+            return s.x > 0 && s.y > 0;
+        }
+
+        // A route arrives as one command a point, over many frames, and
+        // drawing it costs time in proportion to its length. While it is
+        // still coming it is redrawn at most once per ROUTE_REDRAW_FACTOR
+        // times its last drawing took (and not more often than a frame);
+        // the view is fitted to it once, when its end arrives, or when no
+        // point has come for ROUTE_SETTLE_MS (a route without an end).
+        var ROUTE_REDRAW_FACTOR = 8;
+        var ROUTE_SETTLE_MS = 300;
+        var routeEnded = false, routeDrawMs = 0, routeDrawnAt = -Infinity, fitTimerId = null;
+
+        function fitRoute(points) {
+            if (fitTimerId !== null)
+                clearTimeout(fitTimerId);
+            fitTimerId = null;
+            if (travelled.length === 0 && points.length && mapHasSize())
+                map.fitBounds(L.latLngBounds(points), {padding: [24, 24], maxZoom: 16, animate: false});
+        }
+        function fitRouteLater() {
+            if (fitTimerId !== null)
+                clearTimeout(fitTimerId);
+            fitTimerId = setTimeout(function () {
+                fitRoute(routeDrawn);
+                mirror();
+            }, ROUTE_SETTLE_MS);
+        }
+
+        // All the drawing: the lines are rebuilt and the view moved once
+        // for everything received since the last flush. force: draw all now
+        // (tests and tools that read the page).
+        function flush(force) {
+            cancelFlush();
+            force = force === true;
+            var now = performance.now();
+            var routeDue = routeQueue.length > 0 &&
+                (force || routeEnded || now - routeDrawnAt >= ROUTE_REDRAW_FACTOR * routeDrawMs);
+            var travelledGrew = travelledQueue.length > 0;
+            if (routeDue) {
+                for (var i = 0; i < routeQueue.length; i++) {
+                    route.push(routeQueue[i]);
+                    routeDrawn.push(drawn(routeQueue[i]));
+                }
+                routeQueue = [];
+                // Fitted first, so that the line is projected once, at the
+                // zoom it is shown at.
+                if (!travelledGrew && (routeEnded || force))
+                    fitRoute(routeDrawn);
+                routeLine.setLatLngs(routeDrawn);
+                routeDrawnAt = performance.now();
+                routeDrawMs = routeDrawnAt - now;
+                if (!routeEnded && !force && !travelledGrew && travelled.length === 0)
+                    fitRouteLater();
+            } else if (force && fitTimerId !== null) {
+                fitRoute(routeDrawn);
+            }
+            if (travelledGrew) {
+                for (var j = 0; j < travelledQueue.length; j++) {
+                    travelled.push(travelledQueue[j]);
+                    travelledDrawn.push(drawn(travelledQueue[j]));
+                }
+                travelledQueue = [];
+                travelledLine.setLatLngs(travelledDrawn);
+                place(positionMarker, travelled[travelled.length - 1]);
+                map.setView(travelledDrawn[travelledDrawn.length - 1], map.getZoom(), {animate: false});
+            }
+            if (routeQueue.length)
+                scheduleFlush(); // held back: drawn on a later frame
+            mirror();
+        }
+
+        function clearAll() {
+            cancelFlush();
+            if (fitTimerId !== null)
+                clearTimeout(fitTimerId);
+            fitTimerId = null;
+            routeEnded = false;
+            routeDrawMs = 0;
+            routeDrawnAt = -Infinity;
+            route = [];
+            routeQueue = [];
+            routeDrawn = [];
+            travelled = [];
+            travelledQueue = [];
+            travelledDrawn = [];
+            routeLine.setLatLngs([]);
+            travelledLine.setLatLngs([]);
+            startPoint = endPoint = null;
+            place(startMarker, null);
+            place(endMarker, null);
+            place(positionMarker, null);
+        }
+
+        // The commands log their text and take finite degrees only; a bad
+        // point is skipped, never thrown on, so later commands still run.
+        // Kept as given and written out only when asked for: a long route
+        // is thousands of commands.
+        function record(name, args) {
+            log.push([name, Array.prototype.slice.call(args)]);
+        }
+        function logText(entry) {
+            return entry[0] + '(' + entry[1].join(', ') + ');';
+        }
+        function point(name, lat, lon) {
+            var la = Number(lat), lo = Number(lon);
+            if (!isFinite(la) || !isFinite(lo) || Math.abs(la) > 90 || Math.abs(lo) > 180) {
+                console.warn('map: ' + name + ' skips the point (' + lat + ', ' + lon + ')');
+                return null;
+            }
+            return [la, lo];
+        }
+
+        window.hello = function (lat, lon) {
+            record('hello', arguments);
+            helloCount++;
+            mirror();
+        };
+        window.mapinitialize = function (lat, lon) {
+            record('mapinitialize', arguments);
+            clearAll();
+            var p = point('mapinitialize', lat, lon);
+            if (p)
+                map.setView(drawn(p), map.getZoom(), {animate: false});
+            mirror();
+        };
+        window.setStartPoint = function (lat, lon) {
+            record('setStartPoint', arguments);
+            var p = point('setStartPoint', lat, lon);
+            if (!p)
+                return;
+            // A start begins a new route line.
+            routeEnded = false;
+            route = [];
+            routeDrawn = [];
+            routeQueue = [p];
+            startPoint = p;
+            place(startMarker, p);
+            scheduleFlush();
+        };
+        window.gotoNextPoint = function (lat, lon) {
+            record('gotoNextPoint', arguments);
+            var p = point('gotoNextPoint', lat, lon);
+            if (!p)
+                return;
+            routeQueue.push(p);
+            scheduleFlush();
+        };
+        window.setEndPoint = function (lat, lon) {
+            record('setEndPoint', arguments);
+            var p = point('setEndPoint', lat, lon);
+            if (!p)
+                return;
+            routeQueue.push(p);
+            routeEnded = true;
+            endPoint = p;
+            place(endMarker, p);
+            scheduleFlush();
+        };
+        window.setLineNewPoint = function (lat, lon) {
+            record('setLineNewPoint', arguments);
+            var p = point('setLineNewPoint', lat, lon);
+            if (!p)
+                return;
+            travelledQueue.push(p);
+            scheduleFlush();
+        };
+        window.clrRTploy = function () {
+            record('clrRTploy', arguments);
+            clearAll();
+            mirror();
+        };
+
+        // Another base layer may use another datum: redraw what is kept.
+        map.on('baselayerchange', function (e) {
+            var center = fromDisplay(map.getCenter());
+            base = e.layer;
+            routeDrawn = route.map(drawn);
+            travelledDrawn = travelled.map(drawn);
+            routeLine.setLatLngs(routeDrawn);
+            travelledLine.setLatLngs(travelledDrawn);
+            place(startMarker, startPoint);
+            place(endMarker, endPoint);
+            place(positionMarker, travelled.length ? travelled[travelled.length - 1] : null);
+            map.setView(drawn(center), map.getZoom(), {animate: false});
+            mirror();
+        });
+
+        function last(a) {
+            return a.length ? [a[a.length - 1].lat, a[a.length - 1].lng] : null;
+        }
+        function summary() {
+            var c = map.getCenter();
+            return {
+                routeCount: route.length,
+                travelledCount: travelled.length,
+                pending: routeQueue.length + travelledQueue.length,
+                start: startPoint,
+                end: endPoint,
+                center: fromDisplay(c),
+                displayCenter: [c.lat, c.lng],
+                zoom: map.getZoom(),
+                baseLayer: base.velomarName,
+                drawnRouteLast: last(routeDrawn),
+                drawnTravelledLast: last(travelledDrawn),
+                tilesUnavailable: tilesUnavailable(),
+                connected: connected,
+                helloCount: helloCount,
+                linkAttempts: linkAttempts,
+                logCount: log.length,
+                lastCommand: log.length ? logText(log[log.length - 1]) : null,
+                errors: errors.slice()
+            };
+        }
+        // A copy in the DOM for tools that read the page from outside.
+        function mirror() {
+            document.body.dataset.state = JSON.stringify(summary());
+        }
+
+        window.velomarState = function () {
+            var s = summary();
+            s.log = log.map(logText);
+            s.routePoints = route.slice();
+            s.travelledPoints = travelled.slice();
+            return s;
+        };
+        window.velomarFlush = function () {
+            flush(true);
+        };
+        window.toDisplay = toDisplay;
+        window.velomarMap = map;
+
+        // In a browser, the player drives the page over a WebSocket; the URL
+        // carries the token it expects. The player may start later or
+        // restart: try again every 2 s.
+        var token = new URLSearchParams(location.search).get('token');
+        function connect() {
+            var ws;
+            linkAttempts++;
+            try {
+                ws = new WebSocket('ws://127.0.0.1:9090/?token=' + encodeURIComponent(token));
+            } catch (e) {
+                setTimeout(connect, 2000);
+                return;
+            }
+            ws.onopen = function () {
+                connected = true;
+                mirror();
+            };
+            ws.onmessage = function (e) {
+                if (typeof e.data !== 'string')
+                    return;
+                try {
+                    (0, eval)(e.data);
+                } catch (err) {
+                    errors.push(String(err));
+                    console.error('map: command failed: ' + err);
+                }
+            };
+            ws.onclose = function () {
+                connected = false;
+                mirror();
+                setTimeout(connect, 2000);
+            };
+        }
+        if (token)
+            connect();
+        mirror();
+    }
+
+    window.VelomarMap = {start: start, wgsToGcj: wgsToGcj, gcjToWgs: gcjToWgs};
+})();
