@@ -3,6 +3,7 @@
 #include "mpvcore.h"
 #include "mpvnames.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace media {
@@ -23,6 +24,9 @@ qreal AudioOutput::volume() const
     double v = 100.0;
     if (mpv)
         core::getDouble(mpv, mpv::propVolume, v);
+    // mpv keeps the volume as a float: compare within its precision.
+    if (setGain >= 0.0 && std::abs(v - setMpvVolume) <= 1e-6 * std::max(1.0, setMpvVolume))
+        return setGain;
     return mpvVolumeToGain(v);
 }
 
@@ -30,7 +34,13 @@ bool AudioOutput::setVolume(qreal gain)
 {
     if (!mpv || !std::isfinite(gain))
         return false;
-    return core::setDouble(mpv, mpv::propVolume, gainToMpvVolume(std::min<qreal>(gain, 4.0))) >= 0;
+    gain = std::max<qreal>(0.0, std::min<qreal>(gain, 4.0));
+    const double v = gainToMpvVolume(gain);
+    if (core::setDouble(mpv, mpv::propVolume, v) < 0)
+        return false;
+    setGain = gain;
+    setMpvVolume = v;
+    return true;
 }
 
 bool AudioOutput::close()

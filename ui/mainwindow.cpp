@@ -265,7 +265,7 @@ void MainWindow::closeEvent(QCloseEvent *event)
 
 void MainWindow::quitApp()
 {
-    if (player->isPlaying()) {
+    if (videoOpen()) {
         qDebug() << "quitApp stop record";
         player->stop();
     }

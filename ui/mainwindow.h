@@ -110,6 +110,7 @@ private:
     QString mapPage() const;  // the embedded page that cmbMapType chooses
     int layoutHeight() const; // the window's height less an in-window menu bar
     void startSelected();     // play the selected entry now, or after the current one stops
+    bool videoOpen() const;   // playing or paused: what Stop, a new choice and a page load act on
     void sendMapCommand(const QString &command); // the embedded page, then the browser copy
     void sendMapPoint(const char *command, const VideoInfo &sample);
     void sendTravelledLine(int upTo); // setLineNewPoint for each valid sample before upTo

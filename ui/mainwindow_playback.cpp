@@ -45,9 +45,14 @@ void MainWindow::on_btnOpenFile_clicked()
     saveParam();
 }
 
+bool MainWindow::videoOpen() const
+{
+    return player->isPlaying() || player->isPaused();
+}
+
 void MainWindow::startSelected()
 {
-    if (player->isPlaying()) {
+    if (videoOpen()) {
         replayRequested = true; // the stop handler starts the selection
         player->stop();
     } else {
@@ -126,7 +131,7 @@ void MainWindow::on_btnStop_clicked()
     qDebug() << "on_btnStop_clicked";
     playButtonSound();
     autoPlayNext = false; // a stop by the user does not go on to the next video
-    if (player->isPlaying())
+    if (videoOpen())
         player->stop();
 }
 
