@@ -12,6 +12,7 @@
 
 int main(int argc, char **argv)
 {
+    media::returnLargeBuffersToSystem();
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     media::Widgets::registerRenderers();
     media::setLogLevel(media::LogOff);

@@ -8,10 +8,20 @@ cmake --build build-bench -j "$(nproc)"
 echo "== bench_track"
 build-bench/bin/bench_track --benchmark_repetitions="${BENCH_REPETITIONS:-3}" \
     --benchmark_report_aggregates_only=true "$@"
-# Media: one long run each, against mpv's own player; needs a display.
+# The rest draw on a display: a virtual one where there is none.
+on_display() {
+    if [ -z "${DISPLAY:-}" ]; then
+        xvfb-run -a -s "-screen 0 1920x1080x24" "$@"
+    else
+        "$@"
+    fi
+}
+# Media: one long run each, against mpv's own player.
 echo "== bench_media"
-if [ -z "${DISPLAY:-}" ]; then
-    xvfb-run -a -s "-screen 0 1920x1080x24" build-bench/bin/bench_media "$@"
-else
-    build-bench/bin/bench_media "$@"
-fi
+on_display build-bench/bin/bench_media "$@"
+# The window: Play to first frame against ffmpeg alone; memory over 20 clips.
+echo "== bench_window"
+on_display build-bench/bin/bench_window "$@"
+# The map page: long routes against empty calls.
+echo "== bench_map"
+on_display build-bench/bin/bench_map "$@"

@@ -378,6 +378,32 @@ private slots:
         QCOMPARE(js(other.page(), "got.length").toInt(), 0);
     }
 
+    // A clip dropped while the page still loads: nothing is run on a page
+    // that has no commands yet, and the loaded page gets the route.
+    void aPageStillLoadingIsNotSentCommands()
+    {
+        window.reset();
+        static QStringList logged;
+        logged.clear();
+        const QtMessageHandler previous = qInstallMessageHandler(
+            [](QtMsgType, const QMessageLogContext &, const QString &m) { logged << m; });
+        window = std::make_unique<MainWindow>();
+        window->show();
+        windowfixture::drop(window.get(), {scratch->path("long.MP4")});
+        const bool played = QTest::qWaitFor([&] { return player()->isPlaying(); }, 20000);
+        const bool drawn = QTest::qWaitFor(
+            [&] {
+                return js(view()->page(), "typeof velomarState === 'function' && "
+                                          "velomarState().routeCount")
+                           .toInt() == 8;
+            },
+            20000);
+        qInstallMessageHandler(previous);
+        QVERIFY(played);
+        QVERIFY(drawn);
+        QCOMPARE(logged.filter("is not defined"), QStringList());
+    }
+
     void listensOnLoopbackOnly()
     {
         QTcpSocket other;

@@ -26,6 +26,7 @@
 #include <QStackedLayout>
 #include <QTimer>
 #include <QVBoxLayout>
+#include <QWebEnginePage>
 #include <QWebEngineView>
 #include <QWebSocketServer>
 
@@ -109,6 +110,9 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
     webLayout->addWidget(webView);
     ui->webBrowser->setLayout(webLayout);
     connect(webView->page(), SIGNAL(loadFinished(bool)), this, SLOT(loadFinished(bool)));
+    // A page still loading has no commands defined yet; its loadFinished
+    // brings it up to date.
+    connect(webView->page(), &QWebEnginePage::loadStarted, this, [this] { mapPageLoaded = false; });
     qDebug() << Config::getInstance()->mapDir;
     webView->load(QUrl::fromLocalFile(mapPage()));
     webView->show();

@@ -133,6 +133,7 @@ private:
     QWebSocketServer *wsServer = nullptr;
     QPointer<QWebSocket> wsClient; // the browser copy; a newer one replaces it
     QString mapToken;              // proves a browser page was opened by this run
+    bool mapPageLoaded = false;    // the embedded page can take commands
     media::VideoPreviewWidget *previewWidget = nullptr;
     bool autoPlayNext = false;
     bool initialized = false;

@@ -64,7 +64,7 @@ void MainWindow::runRemoteScript(const QString &script)
 
 void MainWindow::sendMapCommand(const QString &command)
 {
-    if (webView)
+    if (webView && mapPageLoaded)
         webView->page()->runJavaScript(command);
     runRemoteScript(command);
 }
@@ -117,6 +117,7 @@ void MainWindow::drawGpsRoadMap()
 
 void MainWindow::loadFinished(bool)
 {
+    mapPageLoaded = true;
     // A page that has just loaded knows nothing yet: bring it up to date.
     if (!videoOpen()) {
         sendMapCommand(maplink::defaultView());

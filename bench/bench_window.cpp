@@ -1,0 +1,253 @@
+// The player window as a user drives it, under X (Xvfb here):
+//  - Play to first frame for a clip whose track is a one-hour subtitle
+//    stream: the busy dialog, ffmpeg's extraction, the conversion, the parse
+//    and the player's start, beside ffmpeg's extraction alone in the same run.
+//  - Memory: the process's resident set after 20 clips played one after
+//    another through the play list, against after the first.
+//    Goal: growth under 10 MB.
+
+#include "avplayer.h"
+#include "mainwindow.h"
+#include "media.h"
+#include "trackgen.h"
+#include "videooutput.h"
+
+#include <QApplication>
+#include <QDebug>
+#include <QDesktopServices>
+#include <QDir>
+#include <QDropEvent>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QListWidget>
+#include <QMimeData>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <algorithm>
+#include <benchmark/benchmark.h>
+#include <functional>
+#include <malloc.h>
+#include <memory>
+
+namespace {
+
+QString clipDir;
+
+bool waitFor(const std::function<bool()> &done, int ms)
+{
+    QElapsedTimer t;
+    t.start();
+    while (!done() && t.elapsed() < ms)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    return done();
+}
+
+// Made once and kept in the build tree: an hour of video takes a while.
+QString subtitleClip(const QString &name, int seconds)
+{
+    const QString path = QDir(clipDir).filePath(name);
+    if (QFile::exists(path))
+        return path;
+    QDir().mkpath(clipDir);
+    QStringList rmc;
+    for (const trackgen::Fix &f : trackgen::drive(seconds))
+        rmc << trackgen::rmcLine(f);
+    const QString srt = path + ".source.srt";
+    QString error;
+    if (!trackgen::writeText(srt, trackgen::srtDocument(rmc)) ||
+        !trackgen::makeClip(path + ".part.MP4", seconds, srt, &error)) {
+        qWarning().noquote() << "cannot make" << path << error;
+        return QString();
+    }
+    QFile::remove(srt);
+    QFile::rename(path + ".part.MP4", path);
+    return path;
+}
+
+// What the program leaves beside a video after its first opening: without
+// them the next opening extracts again.
+void forgetTrack(const QString &video)
+{
+    const QString base = video.left(video.lastIndexOf('.'));
+    QFile::remove(base + ".map");
+    QFile::remove(base + ".srt");
+}
+
+long residentKiB()
+{
+    QFile status("/proc/self/status");
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray &line : status.readAll().split('\n'))
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').value(0).toLong();
+    return -1;
+}
+
+void drop(QWidget *window, const QStringList &paths)
+{
+    QMimeData data;
+    QList<QUrl> urls;
+    for (const QString &p : paths)
+        urls << QUrl::fromLocalFile(p);
+    data.setUrls(urls);
+    QDropEvent event(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    static_cast<QObject *>(window)->event(&event);
+}
+
+// The browser copy of the map is not opened from a benchmark.
+class NoBrowser : public QObject
+{
+    Q_OBJECT
+public slots:
+    void openUrl(const QUrl &) {}
+};
+
+double median(std::vector<double> v)
+{
+    std::sort(v.begin(), v.end());
+    return v.empty() ? 0 : v[v.size() / 2];
+}
+
+void playToFirstFrame(benchmark::State &state)
+{
+    const QString clip = subtitleClip("subtitle-hour.MP4", 3600);
+    if (clip.isEmpty()) {
+        state.SkipWithError("ffmpeg could not make the clip");
+        return;
+    }
+    MainWindow window;
+    window.show();
+    auto *output = window.findChild<media::VideoOutput *>();
+    auto *list = window.findChild<QListWidget *>("listVideo");
+    auto *player = window.findChild<media::AVPlayer *>();
+    if (!output || !output->widget() || !list || !player) {
+        state.SkipWithError("no video output");
+        return;
+    }
+    std::vector<double> ours, ffmpegAlone;
+    for (auto _ : state) {
+        for (int run = 0; run < 5; ++run) {
+            // The window, from Play to a frame on screen.
+            forgetTrack(clip);
+            list->clear();
+            list->addItem(clip);
+            list->setCurrentRow(0);
+            const int framesBefore = output->renderedFrames();
+            QElapsedTimer t;
+            t.start();
+            QMetaObject::invokeMethod(&window, "on_btnPlay_clicked");
+            if (!waitFor([&] { return output->renderedFrames() > framesBefore; }, 120000)) {
+                state.SkipWithError("no frame within 2 minutes");
+                return;
+            }
+            ours.push_back(t.elapsed());
+            bool stopped = false;
+            auto once =
+                QObject::connect(player, &media::AVPlayer::stopped, [&] { stopped = true; });
+            QMetaObject::invokeMethod(&window, "on_btnStop_clicked");
+            waitFor([&] { return stopped; }, 20000);
+            QObject::disconnect(once);
+
+            // ffmpeg alone, as the track lookup runs it.
+            const QString srt = QDir(clipDir).filePath("alone.srt");
+            QFile::remove(srt);
+            QProcess ffmpeg;
+            ffmpeg.setStandardInputFile(QProcess::nullDevice());
+            t.restart();
+            ffmpeg.start(trackgen::ffmpegPath(), {"-i", clip, "-map", "0:s:0", srt});
+            ffmpeg.waitForFinished(120000);
+            ffmpegAlone.push_back(t.elapsed());
+            QFile::remove(srt);
+        }
+    }
+    forgetTrack(clip);
+    const double a = median(ours), b = median(ffmpegAlone);
+    state.counters["play_to_frame_ms"] = a;
+    state.counters["ffmpeg_alone_ms"] = b;
+    state.counters["ratio"] = b > 0 ? a / b : 0;
+    state.counters["beyond_ffmpeg_ms"] = a - b;
+}
+BENCHMARK(playToFirstFrame)
+    ->Name("Play to first frame, 1 h subtitle track (median of 5)")
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+void memoryOverTwentyClips(benchmark::State &state)
+{
+    QStringList clips;
+    for (int i = 0; i < 20; ++i) {
+        const QString clip =
+            subtitleClip(QStringLiteral("list%1.MP4").arg(i, 2, 10, QChar('0')), 3);
+        if (clip.isEmpty()) {
+            state.SkipWithError("ffmpeg could not make the clips");
+            return;
+        }
+        forgetTrack(clip);
+        clips << clip;
+    }
+    MainWindow window;
+    window.show();
+    auto *player = window.findChild<media::AVPlayer *>();
+    for (auto _ : state) {
+        // The list plays itself through; each clip ends by itself.
+        long afterFirst = -1;
+        int stops = 0;
+        QObject::connect(player, &media::AVPlayer::stopped, &window, [&] {
+            if (++stops == 1)
+                afterFirst = residentKiB();
+            if (qEnvironmentVariableIsSet("VELOMAR_BENCH_VERBOSE"))
+                // Resident against what malloc holds and what it has in use:
+                // a heap that grows while its use stays flat is kept space.
+                fprintf(stderr, "after clip %d: RSS %ld KiB, heap %zu KiB, in use %zu KiB\n", stops,
+                        residentKiB(), mallinfo2().arena / 1024,
+                        (mallinfo2().uordblks + mallinfo2().hblkhd) / 1024);
+        });
+        drop(&window, clips);
+        const bool done = waitFor([&] { return stops == clips.size(); }, 600000);
+        // Let the last stop's deferred deletions run.
+        waitFor([] { return false; }, 1000);
+        const long afterAll = residentKiB();
+        if (!done || afterFirst < 0) {
+            state.SkipWithError("the list did not play through");
+            return;
+        }
+        state.counters["rss_after_1_MiB"] = afterFirst / 1024.0;
+        state.counters["rss_after_20_MiB"] = afterAll / 1024.0;
+        state.counters["growth_MiB"] = (afterAll - afterFirst) / 1024.0;
+    }
+    for (const QString &c : clips)
+        forgetTrack(c);
+}
+BENCHMARK(memoryOverTwentyClips)
+    ->Name("RSS over 20 clips in a row")
+    ->Iterations(1)
+    ->Unit(benchmark::kSecond)
+    ->UseRealTime();
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // Settings, logs and snapshots of the run go to a folder of its own.
+    media::returnLargeBuffersToSystem(); // as the program starts
+    QTemporaryDir home;
+    qputenv("HOME", home.path().toUtf8());
+    media::Widgets::registerRenderers();
+    media::setLogLevel(media::LogOff);
+    QApplication app(argc, argv);
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &m) {
+        if (type >= QtWarningMsg)
+            fprintf(stderr, "%s\n", qPrintable(m));
+    });
+    NoBrowser noBrowser;
+    QDesktopServices::setUrlHandler("file", &noBrowser, "openUrl");
+    clipDir = QCoreApplication::applicationDirPath() + "/../bench-clips";
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
+
+#include "bench_window.moc"
