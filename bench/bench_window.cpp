@@ -11,16 +11,15 @@
 #include "media.h"
 #include "trackgen.h"
 #include "videooutput.h"
+#include "windowfixture.h"
 
 #include <QApplication>
 #include <QDebug>
 #include <QDesktopServices>
 #include <QDir>
-#include <QDropEvent>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QListWidget>
-#include <QMimeData>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <algorithm>
@@ -82,17 +81,6 @@ long residentKiB()
         if (line.startsWith("VmRSS:"))
             return line.mid(6).trimmed().split(' ').value(0).toLong();
     return -1;
-}
-
-void drop(QWidget *window, const QStringList &paths)
-{
-    QMimeData data;
-    QList<QUrl> urls;
-    for (const QString &p : paths)
-        urls << QUrl::fromLocalFile(p);
-    data.setUrls(urls);
-    QDropEvent event(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    static_cast<QObject *>(window)->event(&event);
 }
 
 // The browser copy of the map is not opened from a benchmark.
@@ -204,7 +192,7 @@ void memoryOverTwentyClips(benchmark::State &state)
                         residentKiB(), mallinfo2().arena / 1024,
                         (mallinfo2().uordblks + mallinfo2().hblkhd) / 1024);
         });
-        drop(&window, clips);
+        windowfixture::drop(&window, clips);
         const bool done = waitFor([&] { return stops == clips.size(); }, 600000);
         // Let the last stop's deferred deletions run.
         waitFor([] { return false; }, 1000);

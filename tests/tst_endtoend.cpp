@@ -244,16 +244,6 @@ private:
     }
 };
 
-int main(int argc, char **argv)
-{
-    QTemporaryDir home;
-    qputenv("HOME", home.path().toUtf8());
-    qunsetenv("XDG_CONFIG_HOME");
-    media::Widgets::registerRenderers();
-    media::setLogLevel(media::LogOff);
-    QApplication app(argc, argv);
-    EndToEndTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VELOMAR_WINDOW_TEST_MAIN(EndToEndTest)
 
 #include "tst_endtoend.moc"

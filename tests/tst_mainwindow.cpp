@@ -10,6 +10,7 @@
 #include "media.h"
 #include "qmeter.h"
 #include "testutil.h"
+#include "windowfixture.h"
 
 #include <QAction>
 #include <QApplication>
@@ -403,17 +404,6 @@ private slots:
     }
 };
 
-int main(int argc, char **argv)
-{
-    // Settings and logs go to a home folder of the test's own.
-    QTemporaryDir home;
-    qputenv("HOME", home.path().toUtf8());
-    qunsetenv("XDG_CONFIG_HOME");
-    media::Widgets::registerRenderers();
-    media::setLogLevel(media::LogOff);
-    QApplication app(argc, argv);
-    MainWindowTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VELOMAR_WINDOW_TEST_MAIN(MainWindowTest)
 
 #include "tst_mainwindow.moc"

@@ -415,16 +415,6 @@ private slots:
     }
 };
 
-int main(int argc, char **argv)
-{
-    QTemporaryDir home;
-    qputenv("HOME", home.path().toUtf8());
-    qunsetenv("XDG_CONFIG_HOME");
-    media::Widgets::registerRenderers();
-    media::setLogLevel(media::LogOff);
-    QApplication app(argc, argv);
-    MapBridgeTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VELOMAR_WINDOW_TEST_MAIN(MapBridgeTest)
 
 #include "tst_mapbridge.moc"

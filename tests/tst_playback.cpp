@@ -9,6 +9,7 @@
 #include "qmeter.h"
 #include "videoinfoparse.h"
 #include "videopreviewwidget.h"
+#include "windowfixture.h"
 
 #include <QComboBox>
 #include <QDesktopServices>
@@ -43,17 +44,7 @@ class PlaybackTest : public QObject
     }
     media::AVPlayer *player() { return window->findChild<media::AVPlayer *>(); }
 
-    void drop(const QStringList &paths)
-    {
-        QMimeData data;
-        QList<QUrl> urls;
-        for (const QString &p : paths)
-            urls << QUrl::fromLocalFile(p);
-        data.setUrls(urls);
-        QDropEvent event(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        // Straight to the window, as the drag manager hands it over.
-        static_cast<QObject *>(window.get())->event(&event);
-    }
+    void drop(const QStringList &paths) { windowfixture::drop(window.get(), paths); }
 
 public slots:
     void openUrl(const QUrl &) {} // the desktop's browser and file manager stay shut
@@ -274,16 +265,6 @@ private slots:
     }
 };
 
-int main(int argc, char **argv)
-{
-    QTemporaryDir home;
-    qputenv("HOME", home.path().toUtf8());
-    QDir(home.path()).mkpath("Pictures"); // where snapshots go, as on a desktop
-    media::Widgets::registerRenderers();
-    media::setLogLevel(media::LogOff);
-    QApplication app(argc, argv);
-    PlaybackTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VELOMAR_WINDOW_TEST_MAIN(PlaybackTest)
 
 #include "tst_playback.moc"

@@ -558,17 +558,6 @@ private slots:
     }
 };
 
-int main(int argc, char **argv)
-{
-    QTemporaryDir home;
-    qputenv("HOME", home.path().toUtf8());
-    qunsetenv("XDG_CONFIG_HOME");
-    QDir(home.path()).mkpath("Pictures"); // where snapshots go, as on a desktop
-    media::Widgets::registerRenderers();
-    media::setLogLevel(media::LogOff);
-    QApplication app(argc, argv);
-    PlaybackRulesTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VELOMAR_WINDOW_TEST_MAIN(PlaybackRulesTest)
 
 #include "tst_playbackrules.moc"

@@ -6,11 +6,15 @@
 
 #include "avplayer.h"
 #include "mainwindow.h"
+#include "media.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QDropEvent>
 #include <QLCDNumber>
 #include <QMimeData>
+#include <QTemporaryDir>
+#include <QTest>
 #include <QUrl>
 
 namespace windowfixture {
@@ -61,3 +65,19 @@ inline bool lcdShows(QLCDNumber *lcd, const QString &text)
 }
 
 } // namespace windowfixture
+
+// main() for a test of the real window: settings, logs and snapshots go to a
+// home folder of the test's own, with a Pictures folder as on a desktop.
+#define VELOMAR_WINDOW_TEST_MAIN(TestClass)                                                        \
+    int main(int argc, char **argv)                                                                \
+    {                                                                                              \
+        QTemporaryDir home;                                                                        \
+        qputenv("HOME", home.path().toUtf8());                                                     \
+        qunsetenv("XDG_CONFIG_HOME");                                                              \
+        QDir(home.path()).mkpath("Pictures");                                                      \
+        media::Widgets::registerRenderers();                                                       \
+        media::setLogLevel(media::LogOff);                                                         \
+        QApplication app(argc, argv);                                                              \
+        TestClass test;                                                                            \
+        return QTest::qExec(&test, argc, argv);                                                    \
+    }

@@ -451,5 +451,22 @@
         mirror();
     }
 
-    window.VelomarMap = {start: start, wgsToGcj: wgsToGcj, gcjToWgs: gcjToWgs};
+    // OpenStreetMap's standard tiles (WGS-84), the street layer of both
+    // pages, under the name the page gives it in its layer switch.
+    function openStreetMap(name) {
+        return {
+            name: name,
+            tiles: [
+                L.tileLayer('https://tile.openstreetmap.org/{z}/{x}/{y}.png', {
+                    maxZoom: 19,
+                    attribution: '&copy; <a href="https://www.openstreetmap.org/copyright">' +
+                        'OpenStreetMap</a> contributors'
+                })
+            ]
+        };
+    }
+
+    window.VelomarMap = {
+        start: start, openStreetMap: openStreetMap, wgsToGcj: wgsToGcj, gcjToWgs: gcjToWgs
+    };
 })();
