@@ -13,6 +13,9 @@ packages=(
   libmpv-dev ffmpeg
   # resources
   libjs-leaflet fonts-liberation
+  # Chinese, Japanese and Korean text: three of the seven languages, and the
+  # map pages' labels
+  fonts-wqy-microhei
   # tests and benchmarks
   xvfb xauth libgl1-mesa-dri x11-utils xdotool libbenchmark-dev valgrind
   # the map page in a real browser

@@ -10,10 +10,12 @@
 
 #include <QComboBox>
 #include <QDesktopServices>
+#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
+#include <QScreen>
 #include <QSignalSpy>
 #include <QSlider>
 #include <QTcpServer>
@@ -191,12 +193,22 @@ private slots:
         QCOMPARE(state.value("routePoints").toArray().size(), 8);
         QVERIFY(state.value("start").isArray());
         QVERIFY(state.value("end").isArray());
+        // Fitted to the new route (a hundred metres: the closest zoom, 16),
+        // although the first second's point came right after it.
+        QCOMPARE(state.value("zoom").toInt(), 16);
         const int travelled = state.value("travelledPoints").toArray().size();
         QVERIFY2(travelled >= 3 && travelled <= 5, qPrintable(QString::number(travelled)));
         // The view follows the travelled line.
         const QJsonArray last = state.value("travelledPoints").toArray().last().toArray();
         QVERIFY2(maptest::centredOn(map, {last[0].toDouble(), last[1].toDouble()}),
                  qPrintable(QJsonDocument(state.value("center").toArray()).toJson()));
+
+        // As a person sees it: video, dashboard and map, from the display.
+        QTest::qWait(500);
+        QDir().mkpath(VELOMAR_ARTIFACTS);
+        QVERIFY(window->screen()
+                    ->grabWindow(window->winId())
+                    .save(VELOMAR_ARTIFACTS "/mainwindow-playing.png"));
     }
 
     void routeStartsAtTheFirstValidFix()

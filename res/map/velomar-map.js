@@ -194,6 +194,8 @@
         var ROUTE_SETTLE_MS = 300;
         var routeEnded = false, routeDrawMs = 0, routeDrawnAt = -Infinity, fitTimerId = null;
 
+        // Only for a new route: once a travelled line is drawn, the view
+        // follows it at the zoom it has.
         function fitRoute(points) {
             if (fitTimerId !== null)
                 clearTimeout(fitTimerId);
@@ -227,13 +229,14 @@
                 }
                 routeQueue = [];
                 // Fitted first, so that the line is projected once, at the
-                // zoom it is shown at.
-                if (!travelledGrew && (routeEnded || force))
+                // zoom it is shown at. A travelled line that comes with it
+                // then centres the view at that zoom.
+                if (routeEnded || force)
                     fitRoute(routeDrawn);
                 routeLine.setLatLngs(routeDrawn);
                 routeDrawnAt = performance.now();
                 routeDrawMs = routeDrawnAt - now;
-                if (!routeEnded && !force && !travelledGrew && travelled.length === 0)
+                if (!routeEnded && !force)
                     fitRouteLater();
             } else if (force && fitTimerId !== null) {
                 fitRoute(routeDrawn);
