@@ -136,11 +136,14 @@ private slots:
         for (const trackgen::Fix &f : trackgen::drive(8))
             eight << trackgen::rmcLine(f);
         scratch->lines("long.TXT", eight);
+        scratch->lines("slow.TXT", eight);
         QVERIFY(mediatest::makeAvClip(scratch->path("three.MP4"), 3, false));
         QVERIFY(mediatest::makeAvClip(scratch->path("late.MP4"), 4, false));
         QVERIFY(mediatest::makeAvClip(scratch->path("nan.MP4"), 3, false));
         QVERIFY(mediatest::makeAvClip(scratch->path("none.MP4"), 3, false));
         QVERIFY(mediatest::makeAvClip(scratch->path("long.MP4"), 8, false));
+        // Long enough to outlast a slow first page load.
+        QVERIFY(mediatest::makeAvClip(scratch->path("slow.MP4"), 40, false, "64x36"));
     }
 
     void init()
@@ -401,7 +404,7 @@ private slots:
             [](QtMsgType, const QMessageLogContext &, const QString &m) { logged << m; });
         window = std::make_unique<MainWindow>();
         window->show();
-        windowfixture::drop(window.get(), {scratch->path("long.MP4")});
+        windowfixture::drop(window.get(), {scratch->path("slow.MP4")});
         const bool played = QTest::qWaitFor([&] { return player()->isPlaying(); }, 20000);
         const bool drawn = QTest::qWaitFor(
             [&] {
@@ -409,7 +412,7 @@ private slots:
                                           "velomarState().routeCount")
                            .toInt() == 8;
             },
-            20000);
+            30000);
         qInstallMessageHandler(previous);
         QVERIFY(played);
         QVERIFY(drawn);

@@ -460,12 +460,14 @@ private slots:
 
         // Strings as arguments are taken as numbers; bad points are skipped
         // but logged, and nothing throws.
+        // Nothing is not zero.
         send({"gotoNextPoint('22.504', '113.905');", "gotoNextPoint(NaN, 113.9);",
-              "setLineNewPoint(95, 10);"});
+              "setLineNewPoint(95, 10);", "gotoNextPoint(null, null);", "gotoNextPoint('', ' ');",
+              "setLineNewPoint(true, false);", "setLineNewPoint();"});
         const QVariantMap after = flushedState();
         QCOMPARE(after.value("routeCount").toInt(), 5);
         QCOMPARE(after.value("travelledCount").toInt(), 2);
-        QCOMPARE(after.value("log").toStringList().size(), commands.size() + 3);
+        QCOMPARE(after.value("log").toStringList().size(), commands.size() + 7);
     }
 
     void mapinitializeDiscardsEverything_data() { pages(); }
@@ -560,6 +562,32 @@ private slots:
         const QVariantMap s = flushedState();
         QVERIFY2(centredOn(s, track.last()), qPrintable(show(s.value("center"))));
         QCOMPARE(s.value("travelledCount").toInt(), 5 + track.size());
+    }
+
+    // A route whose last fix is invalid has no end command. It is fitted
+    // once no point has come for a while, even though the first second's
+    // point of the travelled line came right after it; the view then
+    // centres on that point.
+    void aRouteWithoutAnEndIsFittedOnceItSettles_data() { pages(); }
+    void aRouteWithoutAnEndIsFittedOnceItSettles()
+    {
+        QFETCH(QString, name);
+        QVERIFY(open(name));
+        QVector<LatLon> wide;
+        for (int i = 0; i < 50; ++i)
+            wide.push_back({22.40 + 0.006 * i, 113.90 + 0.008 * i}); // about 40 km
+        QStringList commands = routeCommands(wide);
+        commands.removeLast(); // no setEndPoint
+        commands << command("setLineNewPoint", wide[0].lat, wide[0].lon);
+        send(commands);
+        QVERIFY(maptest::waitUntil([&] { return js("velomarState().zoom").toInt() < 14; }, 5000));
+        const QVariantMap s = flushedState();
+        QVERIFY2(s.value("zoom").toInt() <= 11, qPrintable(show(s.value("zoom"))));
+        QVERIFY2(centredOn(s, wide[0]), qPrintable(show(s.value("center"))));
+        // And only once: the line moving on keeps the zoom.
+        send({command("setLineNewPoint", wide[1].lat, wide[1].lon)});
+        maptest::waitUntil([] { return false; }, 500);
+        QCOMPARE(flushedState().value("zoom"), s.value("zoom"));
     }
 
     // Points are drawn without being asked: on the next frame, or on a
@@ -830,6 +858,28 @@ private slots:
                 return s.value("routeCount").toInt() == 5 && s.value("helloCount").toInt() == 1;
             },
             30000));
+    }
+
+    // A page from an earlier run carries that run's token; the player,
+    // started anew, refuses it. The page says so and stops asking.
+    void aRefusedPageStopsAndSaysSo()
+    {
+        QWebSocketServer server("mappage", QWebSocketServer::NonSecureMode);
+        QVERIFY2(server.listen(QHostAddress::LocalHost, commandPort),
+                 qPrintable(server.errorString()));
+        connect(&server, &QWebSocketServer::newConnection, &server, [&server] {
+            while (QWebSocket *s = server.nextPendingConnection()) {
+                s->close(QWebSocketProtocol::CloseCodePolicyViolated);
+                s->deleteLater();
+            }
+        });
+        QVERIFY(open("Google-earth.html", true, "from-an-earlier-run"));
+        QVERIFY(maptest::waitUntil([&] { return js("velomarState().refused").toBool(); }, 30000));
+        QVERIFY(!js("document.querySelector('.velomar-link-notice').hidden").toBool());
+        // Longer than the retry period: no further attempt.
+        maptest::waitUntil([] { return false; }, 3000);
+        QCOMPARE(js("velomarState().linkAttempts").toInt(), 1);
+        QCOMPARE(js("velomarState().connected").toBool(), false);
     }
 
     void browserCopyFollowsThePlayer()

@@ -120,7 +120,7 @@
         var route = [], routeQueue = [], routeDrawn = [];
         var travelled = [], travelledQueue = [], travelledDrawn = [];
         var startPoint = null, endPoint = null;
-        var helloCount = 0, connected = false, linkAttempts = 0;
+        var helloCount = 0, connected = false, linkAttempts = 0, refused = false;
 
         var routeLine = L.polyline([], {
             className: 'velomar-route', color: '#2979ff', weight: 4, opacity: 0.9,
@@ -192,16 +192,22 @@
         // point has come for ROUTE_SETTLE_MS (a route without an end).
         var ROUTE_REDRAW_FACTOR = 8;
         var ROUTE_SETTLE_MS = 300;
-        var routeEnded = false, routeDrawMs = 0, routeDrawnAt = -Infinity, fitTimerId = null;
+        var routeEnded = false, routeFitted = false;
+        var routeDrawMs = 0, routeDrawnAt = -Infinity, fitTimerId = null;
 
-        // Only for a new route: once a travelled line is drawn, the view
-        // follows it at the zoom it has.
+        // Once a route: the zoom that shows all of it. The travelled line,
+        // if there is one already, then has the view centred on it. A map
+        // without a size (a hidden view) is fitted when it gets one.
         function fitRoute(points) {
             if (fitTimerId !== null)
                 clearTimeout(fitTimerId);
             fitTimerId = null;
-            if (travelled.length === 0 && points.length && mapHasSize())
-                map.fitBounds(L.latLngBounds(points), {padding: [24, 24], maxZoom: 16, animate: false});
+            if (routeFitted || !points.length || !mapHasSize())
+                return;
+            routeFitted = true;
+            map.fitBounds(L.latLngBounds(points), {padding: [24, 24], maxZoom: 16, animate: false});
+            if (travelledDrawn.length)
+                map.setView(travelledDrawn[travelledDrawn.length - 1], map.getZoom(), {animate: false});
         }
         function fitRouteLater() {
             if (fitTimerId !== null)
@@ -211,6 +217,12 @@
                 mirror();
             }, ROUTE_SETTLE_MS);
         }
+        map.on('resize', function () {
+            if (!routeFitted && routeDrawn.length && fitTimerId === null) {
+                fitRoute(routeDrawn);
+                mirror();
+            }
+        });
 
         // All the drawing: the lines are rebuilt and the view moved once
         // for everything received since the last flush. force: draw all now
@@ -262,6 +274,7 @@
                 clearTimeout(fitTimerId);
             fitTimerId = null;
             routeEnded = false;
+            routeFitted = false;
             routeDrawMs = 0;
             routeDrawnAt = -Infinity;
             route = [];
@@ -288,8 +301,12 @@
         function logText(entry) {
             return entry[0] + '(' + entry[1].join(', ') + ');';
         }
+        // Numbers, or texts of numbers; nothing else (Number(null) is 0).
+        function degrees(v) {
+            return typeof v === 'number' || (typeof v === 'string' && v.trim() !== '') ? Number(v) : NaN;
+        }
         function point(name, lat, lon) {
-            var la = Number(lat), lo = Number(lon);
+            var la = degrees(lat), lo = degrees(lon);
             if (!isFinite(la) || !isFinite(lo) || Math.abs(la) > 90 || Math.abs(lo) > 180) {
                 console.warn('map: ' + name + ' skips the point (' + lat + ', ' + lon + ')');
                 return null;
@@ -317,6 +334,7 @@
                 return;
             // A start begins a new route line.
             routeEnded = false;
+            routeFitted = false;
             route = [];
             routeDrawn = [];
             routeQueue = [p];
@@ -393,6 +411,7 @@
                 connected: connected,
                 helloCount: helloCount,
                 linkAttempts: linkAttempts,
+                refused: refused,
                 logCount: log.length,
                 lastCommand: log.length ? logText(log[log.length - 1]) : null,
                 errors: errors.slice()
@@ -418,8 +437,16 @@
 
         // In a browser, the player drives the page over a WebSocket; the URL
         // carries the token it expects. The player may start later or
-        // restart: try again every 2 s.
+        // restart: try again every 2 s. A player that refuses the token was
+        // started anew and opened a page of its own: this one says so and
+        // stops asking.
+        var POLICY_VIOLATION = 1008;
         var token = new URLSearchParams(location.search).get('token');
+        var linkNotice = L.DomUtil.create('div', 'velomar-notice velomar-link-notice',
+                                          map.getContainer());
+        linkNotice.textContent = 'Velomar was restarted and follows in a newer tab; ' +
+            'this copy of the map is no longer updated';
+        linkNotice.hidden = true;
         function connect() {
             var ws;
             linkAttempts++;
@@ -443,10 +470,15 @@
                     console.error('map: command failed: ' + err);
                 }
             };
-            ws.onclose = function () {
+            ws.onclose = function (e) {
                 connected = false;
+                if (e.code === POLICY_VIOLATION) {
+                    refused = true;
+                    linkNotice.hidden = false;
+                } else {
+                    setTimeout(connect, 2000);
+                }
                 mirror();
-                setTimeout(connect, 2000);
             };
         }
         if (token)
