@@ -9,70 +9,31 @@
 // ratio, three for the long route), after one run to warm the page's script
 // up.
 
+#include "benchutil.h"
+#include "maptest.h"
+
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QSignalSpy>
-#include <QTimer>
 #include <QWebEnginePage>
 #include <QWebEngineView>
-#include <algorithm>
 #include <benchmark/benchmark.h>
-#include <cmath>
-#include <functional>
-#include <memory>
 #include <unistd.h>
 
 namespace {
 
-// Never sleeps between turns of the loop: each runJavaScript call moves
-// through the GUI thread's event loop.
-bool waitUntil(const std::function<bool()> &done, int ms)
-{
-    QElapsedTimer elapsed;
-    elapsed.start();
-    QTimer wake;
-    wake.start(5);
-    while (!done()) {
-        if (elapsed.elapsed() > ms)
-            return done();
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
-    }
-    return true;
-}
+using benchutil::median;
+using maptest::waitUntil;
 
 QVariant js(QWebEnginePage *page, const QString &script)
 {
-    auto result = std::make_shared<std::pair<bool, QVariant>>(false, QVariant());
-    page->runJavaScript(script, [result](const QVariant &v) { *result = {true, v}; });
-    waitUntil([&] { return result->first; }, 60000);
-    return result->second;
-}
-
-QString command(const char *name, double lat, double lon)
-{
-    return QStringLiteral("%1(%2, %3);")
-        .arg(QLatin1String(name), QString::number(lat, 'g', 10), QString::number(lon, 'g', 10));
+    return maptest::runJs(page, script);
 }
 
 // A drive around Shenzhen, as the window sends a route.
 QStringList route(int n)
 {
-    QStringList out;
-    for (int i = 0; i < n; ++i) {
-        const double t = 2 * M_PI * i / n * 0.8;
-        const double lat = 22.54 + 0.02 * std::sin(t), lon = 114.05 + 0.03 * (1 - std::cos(t));
-        if (i == 0)
-            out << command("mapinitialize", lat, lon) << command("setStartPoint", lat, lon);
-        else
-            out << command(i == n - 1 ? "setEndPoint" : "gotoNextPoint", lat, lon);
-    }
-    return out;
-}
-
-double median(std::vector<double> v)
-{
-    std::sort(v.begin(), v.end());
-    return v.empty() ? 0 : v[v.size() / 2];
+    return maptest::routeCommands(maptest::shenzhenTrack(n));
 }
 
 class Page

@@ -9,6 +9,7 @@
 #include "media.h"
 #include "videooutput.h"
 #include "videopreviewwidget.h"
+#include "waituntil.h"
 
 #include <QApplication>
 #include <QDir>
@@ -54,14 +55,7 @@ QString clip(const QString &name, const QStringList &videoArgs, int seconds)
     return ff.exitCode() == 0 ? path : QString();
 }
 
-bool waitFor(const std::function<bool()> &done, int ms)
-{
-    QElapsedTimer t;
-    t.start();
-    while (!done() && t.elapsed() < ms)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    return done();
-}
+using testwait::waitUntil;
 
 void playback(benchmark::State &state)
 {
@@ -92,7 +86,7 @@ void playback(benchmark::State &state)
         QElapsedTimer wall;
         wall.start();
         player.play(path);
-        waitFor([&stopped] { return stopped; }, 180000);
+        waitUntil([&stopped] { return stopped; }, 180000);
         const double ours = cpuSeconds(RUSAGE_SELF) - cpu0;
         const double oursWall = wall.elapsed() / 1000.0;
         const qint64 oursDropped = player.droppedFrames();
@@ -148,7 +142,7 @@ void previewLatency(benchmark::State &state)
         preview.setFile(path);
         preview.setTimestamp(0); // opening the file is not part of a hover
         preview.preview();
-        waitFor([&got] { return got.count() > 0; }, 20000);
+        waitUntil([&got] { return got.count() > 0; }, 20000);
 
         QRandomGenerator rng(42);
         std::vector<double> ms;
@@ -158,7 +152,7 @@ void previewLatency(benchmark::State &state)
             QElapsedTimer t;
             t.start();
             preview.preview();
-            if (!waitFor([&got] { return got.count() > 0; }, 20000)) {
+            if (!waitUntil([&got] { return got.count() > 0; }, 20000)) {
                 state.SkipWithError("no preview frame");
                 return;
             }

@@ -8,24 +8,24 @@
 //    Goal: growth under 10 MB.
 
 #include "avplayer.h"
+#include "benchutil.h"
+#include "desktopurls.h"
 #include "mainwindow.h"
 #include "media.h"
 #include "trackgen.h"
 #include "videooutput.h"
+#include "waituntil.h"
 #include "windowfixture.h"
 
 #include <QApplication>
 #include <QDebug>
-#include <QDesktopServices>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QListWidget>
 #include <QProcess>
 #include <QTemporaryDir>
-#include <algorithm>
 #include <benchmark/benchmark.h>
-#include <functional>
 #include <malloc.h>
 #include <memory>
 
@@ -33,14 +33,8 @@ namespace {
 
 QString clipDir;
 
-bool waitFor(const std::function<bool()> &done, int ms)
-{
-    QElapsedTimer t;
-    t.start();
-    while (!done() && t.elapsed() < ms)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    return done();
-}
+using benchutil::median;
+using testwait::waitUntil;
 
 // Made once and kept in the build tree: an hour of video takes a while.
 QString subtitleClip(const QString &name, int seconds)
@@ -84,20 +78,6 @@ long residentKiB()
     return -1;
 }
 
-// The browser copy of the map is not opened from a benchmark.
-class NoBrowser : public QObject
-{
-    Q_OBJECT
-public slots:
-    void openUrl(const QUrl &) {}
-};
-
-double median(std::vector<double> v)
-{
-    std::sort(v.begin(), v.end());
-    return v.empty() ? 0 : v[v.size() / 2];
-}
-
 void playToFirstFrame(benchmark::State &state)
 {
     const QString clip = subtitleClip("subtitle-hour.MP4", 3600);
@@ -123,13 +103,13 @@ void playToFirstFrame(benchmark::State &state)
         QElapsedTimer t;
         t.start();
         QMetaObject::invokeMethod(&window, "on_btnPlay_clicked");
-        if (!waitFor([&] { return output->renderedFrames() > framesBefore; }, 120000))
+        if (!waitUntil([&] { return output->renderedFrames() > framesBefore; }, 120000))
             return -1;
         const double ms = t.elapsed();
         bool stopped = false;
         auto once = QObject::connect(player, &media::AVPlayer::stopped, [&] { stopped = true; });
         QMetaObject::invokeMethod(&window, "on_btnStop_clicked");
-        waitFor([&] { return stopped; }, 20000);
+        waitUntil([&] { return stopped; }, 20000);
         QObject::disconnect(once);
         return ms;
     };
@@ -206,9 +186,9 @@ void memoryOverTwentyClips(benchmark::State &state)
                         (mallinfo2().uordblks + mallinfo2().hblkhd) / 1024);
         });
         windowfixture::drop(&window, clips);
-        const bool done = waitFor([&] { return stops == clips.size(); }, 600000);
+        const bool done = waitUntil([&] { return stops == clips.size(); }, 600000);
         // Let the last stop's deferred deletions run.
-        waitFor([] { return false; }, 1000);
+        waitUntil([] { return false; }, 1000);
         const long afterAll = residentKiB();
         if (!done || afterFirst < 0) {
             state.SkipWithError("the list did not play through");
@@ -242,13 +222,10 @@ int main(int argc, char **argv)
         if (type >= QtWarningMsg)
             fprintf(stderr, "%s\n", qPrintable(m));
     });
-    NoBrowser noBrowser;
-    QDesktopServices::setUrlHandler("file", &noBrowser, "openUrl");
+    DesktopUrls desktop; // the browser copy of the map is not opened
     clipDir = QCoreApplication::applicationDirPath() + "/../bench-clips";
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     return 0;
 }
-
-#include "bench_window.moc"

@@ -25,8 +25,8 @@ qreal AudioOutput::volume() const
     if (mpv)
         core::getDouble(mpv, mpv::propVolume, v);
     // mpv keeps the volume as a float: compare within its precision.
-    if (setGain >= 0.0 && std::abs(v - setMpvVolume) <= 1e-6 * std::max(1.0, setMpvVolume))
-        return setGain;
+    if (lastGain >= 0.0 && std::abs(v - lastMpvVolume) <= 1e-6 * std::max(1.0, lastMpvVolume))
+        return lastGain;
     return mpvVolumeToGain(v);
 }
 
@@ -38,8 +38,8 @@ bool AudioOutput::setVolume(qreal gain)
     const double v = gainToMpvVolume(gain);
     if (core::setDouble(mpv, mpv::propVolume, v) < 0)
         return false;
-    setGain = gain;
-    setMpvVolume = v;
+    lastGain = gain;
+    lastMpvVolume = v;
     return true;
 }
 

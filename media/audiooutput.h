@@ -41,8 +41,8 @@ private:
     QString closedTrack; // the audio track to bring back on open()
     // The gain last set and the mpv volume it became: the cube root does not
     // round-trip exactly, and callers compare what they read with what they set.
-    qreal setGain = -1.0;
-    double setMpvVolume = -1.0;
+    qreal lastGain = -1.0;
+    double lastMpvVolume = -1.0;
 };
 
 } // namespace media

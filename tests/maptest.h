@@ -1,36 +1,22 @@
 #pragma once
 
-// Shared by the map tests: waiting on a web page, distances on the ground,
-// and whether a page's view is centred on a point.
+// Shared by the map tests and benchmark: waiting on a web page, the commands
+// as the player sends them, distances on the ground, and whether a page's
+// view is centred on a point.
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QTimer>
+#include "waituntil.h"
+
+#include <QStringList>
 #include <QVariantMap>
+#include <QVector>
 #include <QWebEnginePage>
+#include <algorithm>
 #include <cmath>
-#include <functional>
 #include <memory>
 
 namespace maptest {
 
-// Runs the event loop until done() or ms have passed. Unlike QTest::qWaitFor
-// it never sleeps: QtWebEngine moves each runJavaScript call through the GUI
-// thread's loop, and a 10 ms sleep between turns makes 3,600 calls take 36 s.
-inline bool waitUntil(const std::function<bool()> &done, int ms)
-{
-    QElapsedTimer elapsed;
-    elapsed.start();
-    QTimer wake; // lets the loop look at the clock and the predicate
-    wake.start(10);
-    while (!done()) {
-        if (elapsed.elapsed() > ms)
-            return done();
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    }
-    return true;
-}
+using testwait::waitUntil;
 
 // Evaluates script in the page and waits for its value (invalid on time-out).
 inline QVariant runJs(QWebEnginePage *page, const QString &script, int ms = 60000)
@@ -68,6 +54,48 @@ inline bool centredOn(const QVariantMap &state, LatLon want)
     const double metresPerPixel = 156543.03392 * std::cos(want.lat * M_PI / 180.0) /
                                   std::pow(2.0, state.value("zoom").toDouble());
     return metres({c[0].toDouble(), c[1].toDouble()}, want) <= 1.5 * metresPerPixel;
+}
+
+inline QString command(const char *name, double lat, double lon)
+{
+    return QStringLiteral("%1(%2, %3);")
+        .arg(QLatin1String(name))
+        .arg(QString::number(lat, 'g', 10))
+        .arg(QString::number(lon, 'g', 10));
+}
+
+// A route the way the player sends it: initialise, start, next points, end.
+inline QStringList routeCommands(const QVector<LatLon> &points)
+{
+    QStringList out;
+    for (int i = 0; i < points.size(); ++i) {
+        const LatLon p = points[i];
+        if (i == 0) {
+            out << command("mapinitialize", p.lat, p.lon) << command("setStartPoint", p.lat, p.lon);
+        } else if (i == points.size() - 1) {
+            out << command("setEndPoint", p.lat, p.lon);
+        } else {
+            out << command("gotoNextPoint", p.lat, p.lon);
+        }
+    }
+    return out;
+}
+
+// As the player writes a coordinate: at most 10 significant digits.
+inline double sent(double v)
+{
+    return QString::number(v, 'g', 10).toDouble();
+}
+
+// Most of a loop through Shenzhen.
+inline QVector<LatLon> shenzhenTrack(int n)
+{
+    QVector<LatLon> out;
+    for (int i = 0; i < n; ++i) {
+        const double t = 2 * M_PI * i / std::max(n, 2) * 0.8;
+        out.push_back({sent(22.54 + 0.02 * std::sin(t)), sent(114.05 + 0.03 * (1 - std::cos(t)))});
+    }
+    return out;
 }
 
 } // namespace maptest

@@ -3,6 +3,7 @@
 // check the dashboard at every second against the tracks the test wrote.
 
 #include "config.h"
+#include "desktopurls.h"
 #include "mainwindow.h"
 #include "media.h"
 #include "mediatest.h"
@@ -10,7 +11,6 @@
 #include "videoinfoparse.h"
 #include "windowfixture.h"
 
-#include <QDesktopServices>
 #include <QFileDialog>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -77,14 +77,11 @@ class EndToEndTest : public QObject
     QVector<Clip> clips;
     QStringList mismatches;
     QSet<QString> checked; // "clip/second" pairs seen on the dashboard
-
-public slots:
-    void openUrl(const QUrl &) {} // no browser, no file manager
+    DesktopUrls desktop;   // no browser, no file manager
 
 private slots:
     void initTestCase()
     {
-        QDesktopServices::setUrlHandler("file", this, "openUrl");
         QVERIFY(folder.isValid());
         const QString dir = folder.path();
 

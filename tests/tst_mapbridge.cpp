@@ -2,6 +2,7 @@
 // the local WebSocket (a real client), what the embedded page ran (its own
 // log, read back), the page's drawing, and who is let in.
 
+#include "desktopurls.h"
 #include "mainwindow.h"
 #include "maptest.h"
 #include "media.h"
@@ -9,7 +10,6 @@
 #include "windowfixture.h"
 
 #include <QComboBox>
-#include <QDesktopServices>
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -69,7 +69,7 @@ class MapBridgeTest : public QObject
 
     std::unique_ptr<Scratch> scratch;
     std::unique_ptr<MainWindow> window;
-    QList<QUrl> opened; // what the window handed to the desktop
+    DesktopUrls desktop;
 
     media::AVPlayer *player() { return windowfixture::player(window.get()); }
     QWebEngineView *view() { return window->findChild<QWebEngineView *>(); }
@@ -105,19 +105,15 @@ class MapBridgeTest : public QObject
     }
     QString token()
     {
-        for (const QUrl &u : opened)
+        for (const QUrl &u : desktop.opened)
             if (u.path().endsWith("/Google-earth.html"))
                 return QUrlQuery(u).queryItemValue("token");
         return QString();
     }
 
-public slots:
-    void openUrl(const QUrl &url) { opened << url; }
-
 private slots:
     void initTestCase()
     {
-        QDesktopServices::setUrlHandler("file", this, "openUrl");
         scratch = std::make_unique<Scratch>();
         // Three fixes south-west, at positions exact in decimal.
         scratch->lines("three.TXT", {rmc("120000", "A", "3330.0000", "S", "07015.0000", "W"),
@@ -148,7 +144,7 @@ private slots:
 
     void init()
     {
-        opened.clear();
+        desktop.opened.clear();
         window = std::make_unique<MainWindow>();
         window->show();
         waitForPageLoaded();
@@ -157,9 +153,9 @@ private slots:
 
     void browserCopyOpenedWithTheToken()
     {
-        QCOMPARE(opened.size(), 1);
-        QVERIFY(opened[0].isLocalFile());
-        QVERIFY(opened[0].path().endsWith("/map/Google-earth.html"));
+        QCOMPARE(desktop.opened.size(), 1);
+        QVERIFY(desktop.opened[0].isLocalFile());
+        QVERIFY(desktop.opened[0].path().endsWith("/map/Google-earth.html"));
         QVERIFY(QRegularExpression("^[0-9a-f]{32}$").match(token()).hasMatch());
     }
 

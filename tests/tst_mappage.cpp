@@ -34,8 +34,11 @@
 namespace {
 
 using maptest::centredOn;
+using maptest::command;
 using maptest::LatLon;
 using maptest::metres;
+using maptest::routeCommands;
+using maptest::shenzhenTrack;
 
 const QString mapDir = QStringLiteral(VELOMAR_MAP_DIR);
 const quint16 commandPort = 9090;
@@ -71,48 +74,6 @@ LatLon gcj02(double lat, double lon)
     dLat = (dLat * 180.0) / ((a * (1 - ee)) / (magic * sqrtMagic) * pi);
     dLon = (dLon * 180.0) / (a / sqrtMagic * std::cos(radLat) * pi);
     return {lat + dLat, lon + dLon};
-}
-
-QString command(const char *name, double lat, double lon)
-{
-    return QStringLiteral("%1(%2, %3);")
-        .arg(QLatin1String(name))
-        .arg(QString::number(lat, 'g', 10))
-        .arg(QString::number(lon, 'g', 10));
-}
-
-// A route the way the player sends it: initialise, start, next points, end.
-QStringList routeCommands(const QVector<LatLon> &points)
-{
-    QStringList out;
-    for (int i = 0; i < points.size(); ++i) {
-        const LatLon p = points[i];
-        if (i == 0) {
-            out << command("mapinitialize", p.lat, p.lon) << command("setStartPoint", p.lat, p.lon);
-        } else if (i == points.size() - 1) {
-            out << command("setEndPoint", p.lat, p.lon);
-        } else {
-            out << command("gotoNextPoint", p.lat, p.lon);
-        }
-    }
-    return out;
-}
-
-// As the player writes a coordinate: at most 10 significant digits.
-double sent(double v)
-{
-    return QString::number(v, 'g', 10).toDouble();
-}
-
-// Most of a loop through Shenzhen.
-QVector<LatLon> shenzhenTrack(int n)
-{
-    QVector<LatLon> out;
-    for (int i = 0; i < n; ++i) {
-        const double t = 2 * M_PI * i / std::max(n, 2) * 0.8;
-        out.push_back({sent(22.54 + 0.02 * std::sin(t)), sent(114.05 + 0.03 * (1 - std::cos(t)))});
-    }
-    return out;
 }
 
 QVariantList pair(double lat, double lon)

@@ -3,6 +3,7 @@
 
 #include "avplayer.h"
 #include "config.h"
+#include "desktopurls.h"
 #include "mainwindow.h"
 #include "media.h"
 #include "mediatest.h"
@@ -12,7 +13,6 @@
 #include "windowfixture.h"
 
 #include <QComboBox>
-#include <QDesktopServices>
 #include <QDir>
 #include <QDropEvent>
 #include <QLCDNumber>
@@ -45,14 +45,11 @@ class PlaybackTest : public QObject
     media::AVPlayer *player() { return window->findChild<media::AVPlayer *>(); }
 
     void drop(const QStringList &paths) { windowfixture::drop(window.get(), paths); }
-
-public slots:
-    void openUrl(const QUrl &) {} // the desktop's browser and file manager stay shut
+    DesktopUrls desktop; // no browser, no file manager
 
 private slots:
     void initTestCase()
     {
-        QDesktopServices::setUrlHandler("file", this, "openUrl"); // no browser
         scratch = std::make_unique<Scratch>();
         driveA = trackgen::drive(5, -33.8688, -70.6693);
         QStringList lines;

@@ -7,6 +7,7 @@
 #include "audiooutput.h"
 #include "avplayer.h"
 #include "config.h"
+#include "desktopurls.h"
 #include "loadingdialog.h"
 #include "mainwindow.h"
 #include "media.h"
@@ -16,7 +17,6 @@
 #include "windowfixture.h"
 
 #include <QCursor>
-#include <QDesktopServices>
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFileDialog>
@@ -100,8 +100,8 @@ class PlaybackRulesTest : public QObject
 
     std::unique_ptr<Scratch> scratch;
     std::unique_ptr<MainWindow> window;
-    QList<QUrl> opened; // what would have gone to the desktop's file manager
-    QString pictures;   // the snapshot base folder
+    DesktopUrls desktop;
+    QString pictures; // the snapshot base folder
     QString snapshotDir;
 
     media::AVPlayer *player() { return windowfixture::player(window.get()); }
@@ -120,13 +120,9 @@ class PlaybackRulesTest : public QObject
         QTRY_VERIFY_WITH_TIMEOUT(player()->isPlaying(), 30000);
     }
 
-public slots:
-    void openUrl(const QUrl &url) { opened << url; }
-
 private slots:
     void initTestCase()
     {
-        QDesktopServices::setUrlHandler("file", this, "openUrl");
         scratch = std::make_unique<Scratch>();
         pictures = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
         QVERIFY(QDir(pictures).exists());
@@ -365,10 +361,10 @@ private slots:
     {
         QDir(snapshotDir).removeRecursively();
         QVERIFY(!QDir(snapshotDir).exists());
-        opened.clear();
+        desktop.opened.clear();
         QTest::mouseClick(child<QLabel>("photoPreview"), Qt::LeftButton);
-        QCOMPARE(opened.size(), 1);
-        const QUrl url = opened.first();
+        QCOMPARE(desktop.opened.size(), 1);
+        const QUrl url = desktop.opened.first();
         QCOMPARE(url.scheme(), QString("file"));
         QVERIFY2(url.toString().startsWith("file:///"), qPrintable(url.toString()));
         QCOMPARE(QDir::cleanPath(url.toLocalFile()), snapshotDir);

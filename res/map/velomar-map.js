@@ -76,9 +76,14 @@
             zoom: 14,
             worldCopyJump: true
         });
-        var notice = L.DomUtil.create('div', 'velomar-notice', map.getContainer());
-        notice.textContent = 'Map tiles are unavailable';
-        notice.hidden = true;
+        // A line of text over the map, hidden until needed.
+        function noticeBox(cls, text) {
+            var box = L.DomUtil.create('div', 'velomar-notice ' + cls, map.getContainer());
+            box.textContent = text;
+            box.hidden = true;
+            return box;
+        }
+        var notice = noticeBox('velomar-tile-notice', 'Map tiles are unavailable');
 
         var tilesLoaded = 0, tileErrors = 0;
         function tilesUnavailable() {
@@ -442,11 +447,8 @@
         // stops asking.
         var POLICY_VIOLATION = 1008;
         var token = new URLSearchParams(location.search).get('token');
-        var linkNotice = L.DomUtil.create('div', 'velomar-notice velomar-link-notice',
-                                          map.getContainer());
-        linkNotice.textContent = 'Velomar was restarted and follows in a newer tab; ' +
-            'this copy of the map is no longer updated';
-        linkNotice.hidden = true;
+        var linkNotice = noticeBox('velomar-link-notice', 'Velomar was restarted and follows ' +
+            'in a newer tab; this copy of the map is no longer updated');
         function connect() {
             var ws;
             linkAttempts++;
@@ -501,7 +503,5 @@
         };
     }
 
-    window.VelomarMap = {
-        start: start, openStreetMap: openStreetMap, wgsToGcj: wgsToGcj, gcjToWgs: gcjToWgs
-    };
+    window.VelomarMap = {start: start, openStreetMap: openStreetMap};
 })();
