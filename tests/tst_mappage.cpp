@@ -323,6 +323,25 @@ private:
 
     QVariantMap flushedState() { return js("velomarFlush(); velomarState()").toMap(); }
 
+    // The points that the view does not show (drawn shifted on AMap), with
+    // the view's bounds; empty when it shows them all.
+    QString outOfView(const QString &name, std::initializer_list<LatLon> points)
+    {
+        const QVariantMap bounds =
+            js("(function(){var b = velomarMap.getBounds(); return {n: b.getNorth(), "
+               "s: b.getSouth(), e: b.getEast(), w: b.getWest()};})()")
+                .toMap();
+        QStringList outside;
+        for (const LatLon &p : points) {
+            const LatLon d = name == "AMap.html" ? gcj02(p.lat, p.lon) : p;
+            if (!(d.lat < bounds["n"].toDouble() && d.lat > bounds["s"].toDouble() &&
+                  d.lon < bounds["e"].toDouble() && d.lon > bounds["w"].toDouble()))
+                outside << QStringLiteral("%1, %2").arg(p.lat).arg(p.lon);
+        }
+        return outside.isEmpty() ? QString()
+                                 : outside.join("; ") + " outside the view " + show(bounds);
+    }
+
     void noErrors()
     {
         QVERIFY2(page->errors.isEmpty(), qPrintable(page->errors.join('\n')));
@@ -498,16 +517,9 @@ private slots:
         send(routeCommands(track));
         const QVariantMap fitted = flushedState();
         // The whole route in view once drawn.
-        const QVariantMap bounds =
-            js("(function(){var b = velomarMap.getBounds(); return {n: b.getNorth(), "
-               "s: b.getSouth(), e: b.getEast(), w: b.getWest()};})()")
-                .toMap();
-        for (const LatLon &p : {track.first(), track.last(), track[track.size() / 2]}) {
-            const LatLon d = name == "AMap.html" ? gcj02(p.lat, p.lon) : p;
-            QVERIFY2(d.lat < bounds["n"].toDouble() && d.lat > bounds["s"].toDouble() &&
-                         d.lon < bounds["e"].toDouble() && d.lon > bounds["w"].toDouble(),
-                     qPrintable(show(bounds)));
-        }
+        const QString outside =
+            outOfView(name, {track.first(), track.last(), track[track.size() / 2]});
+        QVERIFY2(outside.isEmpty(), qPrintable(outside));
         const int zoom = fitted.value("zoom").toInt();
         for (int i = 0; i < track.size(); i += 40) {
             send({command("setLineNewPoint", track[i].lat, track[i].lon)});
@@ -549,6 +561,54 @@ private slots:
         send({command("setLineNewPoint", wide[1].lat, wide[1].lon)});
         maptest::waitUntil([] { return false; }, 500);
         QCOMPARE(flushedState().value("zoom"), s.value("zoom"));
+    }
+
+    // A route whose points are held up long enough looks finished and is
+    // fitted; when the rest and its end come, the view is fitted again to
+    // the whole of it.
+    void aRouteHeldUpIsFittedAgainAtItsEnd_data() { pages(); }
+    void aRouteHeldUpIsFittedAgainAtItsEnd()
+    {
+        QFETCH(QString, name);
+        QVERIFY(open(name));
+        // 20 points over 300 m, the closest zoom; then 40 over 40 km.
+        QVector<LatLon> route;
+        for (int i = 0; i < 20; ++i)
+            route.push_back({22.40 + 0.0001 * i, 113.90 + 0.0001 * i});
+        for (int i = 1; i <= 40; ++i)
+            route.push_back({22.40 + 0.006 * i, 113.90 + 0.008 * i});
+        const QStringList commands = routeCommands(route);
+        send(commands.mid(0, 21)); // mapinitialize, start, 19 more
+        QVERIFY(maptest::waitUntil([&] { return js("velomarState().zoom").toInt() == 16; }, 5000));
+        send(commands.mid(21));
+        const QVariantMap s = flushedState();
+        QCOMPARE(s.value("routeCount").toInt(), route.size());
+        QVERIFY2(s.value("zoom").toInt() <= 11, qPrintable(show(s.value("zoom"))));
+        const QString outside = outOfView(name, {route.first(), route.last()});
+        QVERIFY2(outside.isEmpty(), qPrintable(outside));
+        noErrors();
+    }
+
+    // A route that comes slowly, a point every 50 ms, shows before its
+    // end; its end then draws and fits all of it.
+    void aSlowRouteShowsWhileItComes_data() { pages(); }
+    void aSlowRouteShowsWhileItComes()
+    {
+        QFETCH(QString, name);
+        QVERIFY(open(name));
+        const QVector<LatLon> track = shenzhenTrack(40);
+        const QStringList commands = routeCommands(track);
+        for (int i = 0; i < commands.size() - 1; ++i) {
+            send({commands[i]});
+            maptest::waitUntil([] { return false; }, 50);
+        }
+        const int shown = js("velomarState().routeCount").toInt();
+        QVERIFY2(shown > 0 && shown < track.size(), qPrintable(QString::number(shown)));
+        send({commands.last()});
+        QCOMPARE(js("velomarState().routeCount").toInt(), track.size());
+        const QString outside = outOfView(name, {track.first(), track.last(), track[20]});
+        QVERIFY2(outside.isEmpty(), qPrintable(outside));
+        noErrors();
     }
 
     // Points are drawn without being asked: on the next frame, or on a

@@ -190,41 +190,52 @@
         }
 
         // A route arrives as one command a point, over many frames, and
-        // drawing it costs time in proportion to its length. While it is
-        // still coming it is redrawn at most once per ROUTE_REDRAW_FACTOR
-        // times its last drawing took (and not more often than a frame);
-        // the view is fitted to it once, when its end arrives, or when no
-        // point has come for ROUTE_SETTLE_MS (a route without an end).
+        // drawing it costs time in proportion to its length; each drawing
+        // also costs the view a frame. Its end draws it at once. While it
+        // is still coming it is drawn at most every ROUTE_PROGRESS_MS, or
+        // every ROUTE_REDRAW_FACTOR times its last drawing took if that is
+        // longer, so a route that streams in slowly still shows. It has
+        // settled when its end has come or no point has for
+        // ROUTE_SETTLE_MS (a route without an end, or one held up): then
+        // all of it is drawn and the view fitted to it.
+        var ROUTE_PROGRESS_MS = 500;
         var ROUTE_REDRAW_FACTOR = 8;
         var ROUTE_SETTLE_MS = 300;
-        var routeEnded = false, routeFitted = false;
-        var routeDrawMs = 0, routeDrawnAt = -Infinity, fitTimerId = null;
+        var routeEnded = false, routeFittedCount = 0, routeLastPointAt = -Infinity;
+        var routeDrawMs = 0, routeDrawnAt = -Infinity, routeTimerId = null;
 
-        // Once a route: the zoom that shows all of it. The travelled line,
-        // if there is one already, then has the view centred on it. A map
-        // without a size (a hidden view) is fitted when it gets one.
-        function fitRoute(points) {
-            if (fitTimerId !== null)
-                clearTimeout(fitTimerId);
-            fitTimerId = null;
-            if (routeFitted || !points.length || !mapHasSize())
+        function routeRedrawDue() {
+            return routeDrawnAt + Math.max(ROUTE_PROGRESS_MS, ROUTE_REDRAW_FACTOR * routeDrawMs);
+        }
+        // A flush when the route next needs one: its next drawing, or the
+        // moment it settles.
+        function scheduleRoute(now) {
+            if (routeTimerId !== null)
+                clearTimeout(routeTimerId);
+            routeTimerId = null;
+            var at = routeQueue.length ? routeRedrawDue() : Infinity;
+            if (!routeEnded && now < routeLastPointAt + ROUTE_SETTLE_MS)
+                at = Math.min(at, routeLastPointAt + ROUTE_SETTLE_MS);
+            if (at < Infinity)
+                routeTimerId = setTimeout(flush, Math.max(0, at - now));
+        }
+
+        // The zoom that shows all of the route, once for each length it
+        // settles at: a route held up is fitted, and fitted again when the
+        // rest comes. The travelled line, if there is one already, then has
+        // the view centred on it. A map without a size (a hidden view) is
+        // fitted when it gets one.
+        function fitRoute() {
+            if (routeDrawn.length <= routeFittedCount || !mapHasSize())
                 return;
-            routeFitted = true;
-            map.fitBounds(L.latLngBounds(points), {padding: [24, 24], maxZoom: 16, animate: false});
+            routeFittedCount = routeDrawn.length;
+            map.fitBounds(L.latLngBounds(routeDrawn), {padding: [24, 24], maxZoom: 16, animate: false});
             if (travelledDrawn.length)
                 map.setView(travelledDrawn[travelledDrawn.length - 1], map.getZoom(), {animate: false});
         }
-        function fitRouteLater() {
-            if (fitTimerId !== null)
-                clearTimeout(fitTimerId);
-            fitTimerId = setTimeout(function () {
-                fitRoute(routeDrawn);
-                mirror();
-            }, ROUTE_SETTLE_MS);
-        }
         map.on('resize', function () {
-            if (!routeFitted && routeDrawn.length && fitTimerId === null) {
-                fitRoute(routeDrawn);
+            if (routeFittedCount < routeDrawn.length && routeTimerId === null) {
+                fitRoute();
                 mirror();
             }
         });
@@ -236,10 +247,8 @@
             cancelFlush();
             force = force === true;
             var now = performance.now();
-            var routeDue = routeQueue.length > 0 &&
-                (force || routeEnded || now - routeDrawnAt >= ROUTE_REDRAW_FACTOR * routeDrawMs);
-            var travelledGrew = travelledQueue.length > 0;
-            if (routeDue) {
+            var settled = force || routeEnded || now >= routeLastPointAt + ROUTE_SETTLE_MS;
+            if (routeQueue.length && (settled || now >= routeRedrawDue())) {
                 for (var i = 0; i < routeQueue.length; i++) {
                     route.push(routeQueue[i]);
                     routeDrawn.push(drawn(routeQueue[i]));
@@ -248,17 +257,16 @@
                 // Fitted first, so that the line is projected once, at the
                 // zoom it is shown at. A travelled line that comes with it
                 // then centres the view at that zoom.
-                if (routeEnded || force)
-                    fitRoute(routeDrawn);
+                if (settled)
+                    fitRoute();
                 routeLine.setLatLngs(routeDrawn);
                 routeDrawnAt = performance.now();
                 routeDrawMs = routeDrawnAt - now;
-                if (!routeEnded && !force)
-                    fitRouteLater();
-            } else if (force && fitTimerId !== null) {
-                fitRoute(routeDrawn);
+            } else if (settled) {
+                fitRoute(); // drawn while it came, settled since
             }
-            if (travelledGrew) {
+            scheduleRoute(now);
+            if (travelledQueue.length) {
                 for (var j = 0; j < travelledQueue.length; j++) {
                     travelled.push(travelledQueue[j]);
                     travelledDrawn.push(drawn(travelledQueue[j]));
@@ -268,18 +276,17 @@
                 place(positionMarker, travelled[travelled.length - 1]);
                 map.setView(travelledDrawn[travelledDrawn.length - 1], map.getZoom(), {animate: false});
             }
-            if (routeQueue.length)
-                scheduleFlush(); // held back: drawn on a later frame
             mirror();
         }
 
         function clearAll() {
             cancelFlush();
-            if (fitTimerId !== null)
-                clearTimeout(fitTimerId);
-            fitTimerId = null;
+            if (routeTimerId !== null)
+                clearTimeout(routeTimerId);
+            routeTimerId = null;
             routeEnded = false;
-            routeFitted = false;
+            routeFittedCount = 0;
+            routeLastPointAt = -Infinity;
             routeDrawMs = 0;
             routeDrawnAt = -Infinity;
             route = [];
@@ -339,7 +346,8 @@
                 return;
             // A start begins a new route line.
             routeEnded = false;
-            routeFitted = false;
+            routeFittedCount = 0;
+            routeLastPointAt = routeDrawnAt = performance.now(); // the first drawing is due from here
             route = [];
             routeDrawn = [];
             routeQueue = [p];
@@ -353,7 +361,10 @@
             if (!p)
                 return;
             routeQueue.push(p);
-            scheduleFlush();
+            routeLastPointAt = performance.now();
+            // A route on its way has a timer of its own; no flush a point.
+            if (routeTimerId === null)
+                scheduleFlush();
         };
         window.setEndPoint = function (lat, lon) {
             record('setEndPoint', arguments);
@@ -364,7 +375,8 @@
             routeEnded = true;
             endPoint = p;
             place(endMarker, p);
-            scheduleFlush();
+            // The route is whole: nothing to wait for.
+            flush();
         };
         window.setLineNewPoint = function (lat, lon) {
             record('setLineNewPoint', arguments);
