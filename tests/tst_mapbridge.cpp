@@ -389,6 +389,35 @@ private slots:
         QCOMPARE(js(other.page(), "got.length").toInt(), 0);
     }
 
+    // A tile is an image the page fetches: its request names the player, as
+    // tile servers ask.
+    void tileRequestsNameThePlayer()
+    {
+        QByteArray request; // outlives the server's sockets
+        QTcpServer tiles;
+        QVERIFY(tiles.listen(QHostAddress::LocalHost));
+        connect(&tiles, &QTcpServer::newConnection, this, [&] {
+            QTcpSocket *s = tiles.nextPendingConnection();
+            connect(s, &QTcpSocket::readyRead, s, [s, &request] {
+                request += s->readAll();
+                if (request.contains("\r\n\r\n")) {
+                    s->write("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n"
+                             "Connection: close\r\n\r\n");
+                    s->disconnectFromHost();
+                }
+            });
+        });
+        js(view()->page(), QStringLiteral("new Image().src = 'http://127.0.0.1:%1/16/1/2.png'")
+                               .arg(tiles.serverPort()));
+        QTRY_VERIFY_WITH_TIMEOUT(request.contains("\r\n\r\n"), 20000);
+        QByteArray agent;
+        for (const QByteArray &line : request.split('\n'))
+            if (line.toLower().startsWith("user-agent:"))
+                agent = line.trimmed();
+        QVERIFY2(agent.endsWith(" Velomar/" VELOMAR_VERSION), agent.constData());
+        QVERIFY2(agent.contains("Chrome/"), agent.constData()); // still a browser's, extended
+    }
+
     // A clip dropped while the page still loads: nothing is run on a page
     // that has no commands yet, and the loaded page gets the route.
     void aPageStillLoadingIsNotSentCommands()

@@ -1,6 +1,7 @@
 #include "webengine.h"
 
 #include <QDebug>
+#include <QWebEngineProfile>
 #include <QtGlobal>
 #include <unistd.h>
 
@@ -11,4 +12,10 @@ void prepareWebEngine()
         qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
         qDebug() << "running as root: QtWebEngine's sandbox switched off";
     }
+    // Tile servers (OpenStreetMap's among them) ask a program to name itself
+    // in its User-Agent; the engine's own reads as a library default.
+    QWebEngineProfile *profile = QWebEngineProfile::defaultProfile();
+    const QString name = QStringLiteral("Velomar/" VELOMAR_VERSION);
+    if (!profile->httpUserAgent().contains(name))
+        profile->setHttpUserAgent(profile->httpUserAgent() + ' ' + name);
 }

@@ -2,5 +2,6 @@
 
 // Call before the first web view: as root, Chromium refuses to start with its
 // sandbox on, so it is switched off here (and the log says so). The remote
-// inspector of the map page listens on port 9024.
+// inspector of the map page listens on port 9024. The pages' requests name
+// the program ("Velomar/<version>" at the end of the User-Agent).
 void prepareWebEngine();
