@@ -305,13 +305,19 @@
 
         // The commands log their text and take finite degrees only; a bad
         // point is skipped, never thrown on, so later commands still run.
-        // Kept as given and written out only when asked for: a long route
-        // is thousands of commands.
-        function record(name, args) {
-            log.push([name, Array.prototype.slice.call(args)]);
+        // A long route is thousands of commands: each is kept flat, as
+        // given (name, argument count, its two arguments), and written out
+        // only when asked for.
+        var LOG_STRIDE = 4;
+        function record(name, argc, a, b) {
+            log.push(name, argc, a, b);
         }
-        function logText(entry) {
-            return entry[0] + '(' + entry[1].join(', ') + ');';
+        function logCount() {
+            return log.length / LOG_STRIDE;
+        }
+        function logText(i) {
+            var at = i * LOG_STRIDE, args = [log[at + 2], log[at + 3]].slice(0, log[at + 1]);
+            return log[at] + '(' + args.join(', ') + ');';
         }
         // Numbers, or texts of numbers; nothing else (Number(null) is 0).
         function degrees(v) {
@@ -327,12 +333,12 @@
         }
 
         window.hello = function (lat, lon) {
-            record('hello', arguments);
+            record('hello', arguments.length, lat, lon);
             helloCount++;
             mirror();
         };
         window.mapinitialize = function (lat, lon) {
-            record('mapinitialize', arguments);
+            record('mapinitialize', arguments.length, lat, lon);
             clearAll();
             var p = point('mapinitialize', lat, lon);
             if (p)
@@ -340,7 +346,7 @@
             mirror();
         };
         window.setStartPoint = function (lat, lon) {
-            record('setStartPoint', arguments);
+            record('setStartPoint', arguments.length, lat, lon);
             var p = point('setStartPoint', lat, lon);
             if (!p)
                 return;
@@ -356,7 +362,7 @@
             scheduleFlush();
         };
         window.gotoNextPoint = function (lat, lon) {
-            record('gotoNextPoint', arguments);
+            record('gotoNextPoint', arguments.length, lat, lon);
             var p = point('gotoNextPoint', lat, lon);
             if (!p)
                 return;
@@ -367,7 +373,7 @@
                 scheduleFlush();
         };
         window.setEndPoint = function (lat, lon) {
-            record('setEndPoint', arguments);
+            record('setEndPoint', arguments.length, lat, lon);
             var p = point('setEndPoint', lat, lon);
             if (!p)
                 return;
@@ -379,7 +385,7 @@
             flush();
         };
         window.setLineNewPoint = function (lat, lon) {
-            record('setLineNewPoint', arguments);
+            record('setLineNewPoint', arguments.length, lat, lon);
             var p = point('setLineNewPoint', lat, lon);
             if (!p)
                 return;
@@ -387,7 +393,7 @@
             scheduleFlush();
         };
         window.clrRTploy = function () {
-            record('clrRTploy', arguments);
+            record('clrRTploy', 0);
             clearAll();
             mirror();
         };
@@ -429,8 +435,8 @@
                 helloCount: helloCount,
                 linkAttempts: linkAttempts,
                 refused: refused,
-                logCount: log.length,
-                lastCommand: log.length ? logText(log[log.length - 1]) : null,
+                logCount: logCount(),
+                lastCommand: log.length ? logText(logCount() - 1) : null,
                 errors: errors.slice()
             };
         }
@@ -441,7 +447,9 @@
 
         window.velomarState = function () {
             var s = summary();
-            s.log = log.map(logText);
+            s.log = [];
+            for (var i = 0; i < logCount(); i++)
+                s.log.push(logText(i));
             s.routePoints = route.slice();
             s.travelledPoints = travelled.slice();
             return s;
