@@ -57,10 +57,7 @@ public:
 
     // Lets what the last run started (the frame, failing tile requests,
     // garbage collection) end before the next is timed.
-    static void quiet()
-    {
-        waitUntil([] { return false; }, 250);
-    }
+    static void quiet() { testwait::runFor(250); }
 
     // ms for calls to an empty function, until the page has run them all.
     double emptyCalls(const QStringList &texts)

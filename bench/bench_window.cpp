@@ -188,7 +188,7 @@ void memoryOverTwentyClips(benchmark::State &state)
         windowfixture::drop(&window, clips);
         const bool done = waitUntil([&] { return stops == clips.size(); }, 600000);
         // Let the last stop's deferred deletions run.
-        waitUntil([] { return false; }, 1000);
+        testwait::runFor(1000);
         const long afterAll = residentKiB();
         if (!done || afterFirst < 0) {
             state.SkipWithError("the list did not play through");

@@ -356,6 +356,14 @@ private:
         QTest::newRow("AMap") << "AMap.html";
     }
 
+    // The player's end of the link, where the pages look for it.
+    static bool listenAsThePlayer(QWebSocketServer &server)
+    {
+        if (server.listen(QHostAddress::LocalHost, commandPort))
+            return true;
+        qWarning() << "cannot listen on" << commandPort << server.errorString();
+        return false;
+    }
     void waitForConnection(QWebSocketServer &server, int ms)
     {
         QVERIFY2(maptest::waitUntil([&] { return server.hasPendingConnections(); }, ms),
@@ -483,6 +491,22 @@ private slots:
         QCOMPARE(next.value("end").toList(), pair(30.502, 104.062));
     }
 
+    // A start without mapinitialize before it still begins a new route:
+    // the last route's end goes with it.
+    void aNewStartDropsTheLastEnd_data() { pages(); }
+    void aNewStartDropsTheLastEnd()
+    {
+        QFETCH(QString, name);
+        QVERIFY(open(name));
+        send(routeCommands(shenzhenTrack(20)));
+        QVERIFY(!flushedState().value("end").isNull());
+        send({"setStartPoint(30.5, 104.06);", "gotoNextPoint(30.501, 104.061);"});
+        const QVariantMap s = flushedState();
+        QVERIFY(s.value("end").isNull());
+        QCOMPARE(s.value("routeCount").toInt(), 2);
+        QCOMPARE(js("document.querySelectorAll('.velomar-end').length").toInt(), 0);
+    }
+
     void clrRTployClearsRouteAndLine_data() { pages(); }
     void clrRTployClearsRouteAndLine()
     {
@@ -559,7 +583,7 @@ private slots:
         QVERIFY2(centredOn(s, wide[0]), qPrintable(show(s.value("center"))));
         // And only once: the line moving on keeps the zoom.
         send({command("setLineNewPoint", wide[1].lat, wide[1].lon)});
-        maptest::waitUntil([] { return false; }, 500);
+        testwait::runFor(500);
         QCOMPARE(flushedState().value("zoom"), s.value("zoom"));
     }
 
@@ -600,7 +624,7 @@ private slots:
         const QStringList commands = routeCommands(track);
         for (int i = 0; i < commands.size() - 1; ++i) {
             send({commands[i]});
-            maptest::waitUntil([] { return false; }, 50);
+            testwait::runFor(50);
         }
         const int shown = js("velomarState().routeCount").toInt();
         QVERIFY2(shown > 0 && shown < track.size(), qPrintable(QString::number(shown)));
@@ -848,11 +872,10 @@ private slots:
     void noWebSocketWithoutAToken()
     {
         QWebSocketServer server("mappage", QWebSocketServer::NonSecureMode);
-        QVERIFY2(server.listen(QHostAddress::LocalHost, commandPort),
-                 qPrintable(server.errorString()));
+        QVERIFY(listenAsThePlayer(server));
         QVERIFY(open("Google-earth.html"));
         // Longer than the page's retry period: no attempt, now or later.
-        maptest::waitUntil([] { return false; }, 3000);
+        testwait::runFor(3000);
         QVERIFY(!server.hasPendingConnections());
         QCOMPARE(js("velomarState().linkAttempts").toInt(), 0);
         QCOMPARE(js("velomarState().connected").toBool(), false);
@@ -861,8 +884,7 @@ private slots:
     void embeddedPageWithATokenTakesCommands()
     {
         QWebSocketServer server("mappage", QWebSocketServer::NonSecureMode);
-        QVERIFY2(server.listen(QHostAddress::LocalHost, commandPort),
-                 qPrintable(server.errorString()));
+        QVERIFY(listenAsThePlayer(server));
         QVERIFY(open("AMap.html", true, "t0k3n"));
         waitForConnection(server, 30000);
         std::unique_ptr<QWebSocket> client(server.nextPendingConnection());
@@ -886,8 +908,7 @@ private slots:
     void aRefusedPageStopsAndSaysSo()
     {
         QWebSocketServer server("mappage", QWebSocketServer::NonSecureMode);
-        QVERIFY2(server.listen(QHostAddress::LocalHost, commandPort),
-                 qPrintable(server.errorString()));
+        QVERIFY(listenAsThePlayer(server));
         connect(&server, &QWebSocketServer::newConnection, &server, [&server] {
             while (QWebSocket *s = server.nextPendingConnection()) {
                 s->close(QWebSocketProtocol::CloseCodePolicyViolated);
@@ -898,7 +919,7 @@ private slots:
         QVERIFY(maptest::waitUntil([&] { return js("velomarState().refused").toBool(); }, 30000));
         QVERIFY(!js("document.querySelector('.velomar-link-notice').hidden").toBool());
         // Longer than the retry period: no further attempt.
-        maptest::waitUntil([] { return false; }, 3000);
+        testwait::runFor(3000);
         QCOMPARE(js("velomarState().linkAttempts").toInt(), 1);
         QCOMPARE(js("velomarState().connected").toBool(), false);
     }
@@ -906,8 +927,7 @@ private slots:
     void browserCopyFollowsThePlayer()
     {
         QWebSocketServer server("mappage", QWebSocketServer::NonSecureMode);
-        QVERIFY2(server.listen(QHostAddress::LocalHost, commandPort),
-                 qPrintable(server.errorString()));
+        QVERIFY(listenAsThePlayer(server));
         Chromium chromium;
         QString why;
         QVERIFY2(chromium.start(pageUrl("Google-earth.html", "abc"), &why), qPrintable(why));
@@ -978,8 +998,7 @@ private slots:
     void browserCopyReconnects()
     {
         QWebSocketServer server("mappage", QWebSocketServer::NonSecureMode);
-        QVERIFY2(server.listen(QHostAddress::LocalHost, commandPort),
-                 qPrintable(server.errorString()));
+        QVERIFY(listenAsThePlayer(server));
         Chromium chromium;
         QString why;
         QVERIFY2(chromium.start(pageUrl("Google-earth.html", "abc"), &why), qPrintable(why));
@@ -1009,7 +1028,7 @@ private slots:
             [&] { return chromium.domState().value("linkAttempts").toInt() >= attempts + 2; },
             30000));
         QCOMPARE(chromium.domState().value("connected").toBool(), false);
-        QVERIFY(server.listen(QHostAddress::LocalHost, commandPort));
+        QVERIFY(listenAsThePlayer(server));
         waitForConnection(server, 15000);
         client.reset(server.nextPendingConnection());
         client->sendTextMessage("hello(0, 0);");
@@ -1031,7 +1050,7 @@ private slots:
         QCOMPARE(flushedState().value("travelledCount").toInt(), 180);
         QVERIFY(maptest::waitUntil([&] { return js("velomarState().tilesUnavailable").toBool(); },
                                    30000));
-        maptest::waitUntil([] { return false; }, 500); // one paint after the last change
+        testwait::runFor(500); // one paint after the last change
         const QImage image = view->grab().toImage();
         QVERIFY(!image.isNull());
         QVERIFY(image.save(QStringLiteral(VELOMAR_ARTIFACTS "/mappage-amap.png")));

@@ -28,4 +28,11 @@ inline bool waitUntil(const std::function<bool()> &done, int ms)
     return true;
 }
 
+// Runs the event loop for ms, without sleeping: lets a page or a player go on
+// for a while when there is nothing to wait for.
+inline void runFor(int ms)
+{
+    waitUntil([] { return false; }, ms);
+}
+
 } // namespace testwait

@@ -201,7 +201,7 @@
         var ROUTE_PROGRESS_MS = 500;
         var ROUTE_REDRAW_FACTOR = 8;
         var ROUTE_SETTLE_MS = 300;
-        var routeEnded = false, routeFittedCount = 0, routeLastPointAt = -Infinity;
+        var routeFittedCount = 0, routeLastPointAt = -Infinity;
         var routeDrawMs = 0, routeDrawnAt = -Infinity, routeTimerId = null;
 
         function routeRedrawDue() {
@@ -214,7 +214,7 @@
                 clearTimeout(routeTimerId);
             routeTimerId = null;
             var at = routeQueue.length ? routeRedrawDue() : Infinity;
-            if (!routeEnded && now < routeLastPointAt + ROUTE_SETTLE_MS)
+            if (endPoint === null && now < routeLastPointAt + ROUTE_SETTLE_MS)
                 at = Math.min(at, routeLastPointAt + ROUTE_SETTLE_MS);
             if (at < Infinity)
                 routeTimerId = setTimeout(flush, Math.max(0, at - now));
@@ -247,7 +247,7 @@
             cancelFlush();
             force = force === true;
             var now = performance.now();
-            var settled = force || routeEnded || now >= routeLastPointAt + ROUTE_SETTLE_MS;
+            var settled = force || endPoint !== null || now >= routeLastPointAt + ROUTE_SETTLE_MS;
             if (routeQueue.length && (settled || now >= routeRedrawDue())) {
                 for (var i = 0; i < routeQueue.length; i++) {
                     route.push(routeQueue[i]);
@@ -284,7 +284,6 @@
             if (routeTimerId !== null)
                 clearTimeout(routeTimerId);
             routeTimerId = null;
-            routeEnded = false;
             routeFittedCount = 0;
             routeLastPointAt = -Infinity;
             routeDrawMs = 0;
@@ -350,8 +349,9 @@
             var p = point('setStartPoint', lat, lon);
             if (!p)
                 return;
-            // A start begins a new route line.
-            routeEnded = false;
+            // A start begins a new route line, without the last one's end.
+            endPoint = null;
+            place(endMarker, null);
             routeFittedCount = 0;
             routeLastPointAt = routeDrawnAt = performance.now(); // the first drawing is due from here
             route = [];
@@ -378,8 +378,7 @@
             if (!p)
                 return;
             routeQueue.push(p);
-            routeEnded = true;
-            endPoint = p;
+            endPoint = p; // the route has ended
             place(endMarker, p);
             // The route is whole: nothing to wait for.
             flush();
