@@ -5,6 +5,36 @@
 
 #include <memory>
 
+namespace {
+
+// Markup removal as first written: search both marks from the start again
+// after each removal (quadratic, kept as the reference for the output).
+void removeSpansRescanning(QString &text, QChar open, QChar close)
+{
+    int from = text.indexOf(open);
+    int to = text.indexOf(close);
+    while (from >= 0 && to >= 0) {
+        const int length = to - from + 1;
+        if (length <= 0)
+            break;
+        text.remove(from, length);
+        if (text.isEmpty())
+            break;
+        from = text.indexOf(open);
+        to = text.indexOf(close);
+    }
+}
+
+QString stripped(const QString &text)
+{
+    SrtInfoItem item;
+    item.text = text;
+    SrtParse::ParseSrtFormat(&item);
+    return item.text;
+}
+
+} // namespace
+
 class SrtParseTest : public QObject
 {
     Q_OBJECT
@@ -18,6 +48,37 @@ class SrtParseTest : public QObject
     }
 
 private slots:
+    // One pass gives what searching again after each removal gives.
+    void markupRemovalMatchesTheRescan()
+    {
+        quint32 seed = 7;
+        const QString alphabet = "<>{}ab <>";
+        for (int round = 0; round < 20000; ++round) {
+            QString text;
+            seed = seed * 1664525u + 1013904223u;
+            for (int n = int((seed >> 16) % 24); n > 0; --n) {
+                seed = seed * 1664525u + 1013904223u;
+                text += alphabet.at(int((seed >> 16) % quint32(alphabet.size())));
+            }
+            QString expected = text;
+            removeSpansRescanning(expected, '<', '>');
+            removeSpansRescanning(expected, '{', '}');
+            QCOMPARE(stripped(text), expected);
+        }
+    }
+
+    // 600,000 characters of markup (it took 16 s searching again each time).
+    void longMarkupIsRemoved()
+    {
+        Scratch s;
+        QString text;
+        for (int i = 0; i < 50000; ++i)
+            text += "<b>x</b>{yy}";
+        QCOMPARE(text.size(), 600000);
+        QCOMPARE(convert(s, ("1\n00:00:00,000 --> 00:00:01,000\n" + text + "\n\n").toUtf8()),
+                 QString(50000, 'x') + '\n');
+    }
+
     void sentenceIsWrittenUnchanged()
     {
         Scratch s;

@@ -4,6 +4,8 @@
 #include "videoinfoparse.h"
 
 #include <QElapsedTimer>
+#include <QRegularExpression>
+#include <sys/stat.h>
 
 class SubtitleExtractTest : public QObject
 {
@@ -61,6 +63,27 @@ private slots:
         QCOMPARE(store.genGpsFile(s.path("clip.MP4"), s.path("clip.srt")), 0);
         QVERIFY2(timer.elapsed() < 15000, "ffmpeg waited for an answer on its input");
         QCOMPARE(trackgen::readText(s.path("clip.srt")), QString("stale\n")); // left as it was
+    }
+
+    // A video that never delivers (here a pipe nobody writes to): ffmpeg is
+    // ended when its time is up, not left running on it.
+    void ffmpegIsEndedWhenItsTimeIsUp()
+    {
+        Scratch s;
+        const QString fifo = s.path("stalled.MP4");
+        QVERIFY(mkfifo(QFile::encodeName(fifo).constData(), 0600) == 0);
+        VideoInfoParse store;
+        store.extractSlices = 2; // one second instead of twenty
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^ffmpeg ended after 1 s"));
+        QCOMPARE(store.genGpsFile(fifo, s.path("stalled.srt")), -1);
+        QVERIFY(!s.exists("stalled.srt"));
+        // No process is left with the pipe open.
+        for (const QString &pid : QDir("/proc").entryList(QDir::Dirs)) {
+            QFile cmdline("/proc/" + pid + "/cmdline");
+            if (cmdline.open(QIODevice::ReadOnly))
+                QVERIFY2(!cmdline.readAll().contains(QFile::encodeName(fifo)),
+                         qPrintable("still running: pid " + pid));
+        }
     }
 };
 

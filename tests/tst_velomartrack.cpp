@@ -170,7 +170,7 @@ private slots:
         QCOMPARE(json["result"].toInt(), 0);
         QCOMPARE(json["count"].toInt(), 20);
         QVERIFY(s.exists("e.map"));
-        QVERIFY(!s.exists("e.srt"));
+        QVERIFY(s.exists("e.srt")); // the user's own subtitles, left as they are
         compareWithStore(json, s.path("e.MP4"));
 
         // No track: the result and an empty store.

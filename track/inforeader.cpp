@@ -3,7 +3,7 @@
 // degrees. Every non-empty line takes one second; none is dropped.
 
 #include "fields.h"
-#include "textlines.h"
+#include "linereader.h"
 #include "trackaccumulator.h"
 #include "videoinfoparse.h"
 
@@ -12,18 +12,19 @@
 int VideoInfoParse::parseMarlGpsInfoFile(QString path)
 {
     clearSamples();
+    if (!tracklimits::fileSizeAcceptable(path, ".info"))
+        return -1;
     TrackAccumulator track(*this);
 
-    TextLines text;
-    if (!text.read(path)) {
+    LineReader text;
+    if (!text.open(path)) {
         qWarning().noquote() << "open " + path + " failed";
         return -1;
     }
-    if (text.lines().isEmpty())
-        return -1;
 
     Fields f;
-    for (const QStringRef &line : text.lines()) {
+    QStringRef line;
+    while (text.next(line)) {
         splitFields(line, f, 8); // fields 7 and on are never read
         auto field = [&f](int i) { return i < f.size() ? f[i] : QStringRef(); };
 
@@ -42,7 +43,10 @@ int VideoInfoParse::parseMarlGpsInfoFile(QString path)
             sample->longitude = toDouble(field(2));
             sample->speed = toDouble(field(6));
         }
-        track.add(sample);
+        if (!track.add(sample)) {
+            tracklimits::refuseTooManySamples(path, ".info");
+            return -1;
+        }
     }
     return track.finish();
 }

@@ -6,7 +6,7 @@
 //                                                     "A": ddmm.mmmm)
 
 #include "fields.h"
-#include "textlines.h"
+#include "linereader.h"
 #include "trackaccumulator.h"
 #include "videoinfoparse.h"
 
@@ -75,22 +75,27 @@ void readConverted(const Fields &f, VideoInfo &s)
 int VideoInfoParse::parseGpsInfoFile(QString path)
 {
     clearSamples();
+    if (!tracklimits::fileSizeAcceptable(path, "NMEA"))
+        return -1;
     TrackAccumulator track(*this);
 
-    TextLines text;
-    if (!text.read(path) || text.lines().isEmpty())
+    LineReader text;
+    if (!text.open(path))
         return -1;
 
     const QString noDate = QStringLiteral("FFFF:FF:FF"); // shared by every sample
     Fields fields;
     QByteArray bytes;
-    for (const QStringRef &line : text.lines()) {
+    QStringRef line;
+    while (text.next(line)) {
         splitFields(line, fields, 9); // fields 8 and on are never read
         auto *sample = new VideoInfo;
         sample->date = noDate;
         if (fields[0] == QLatin1String("$GPRMC")) {
-            if (!checkNmeaSum(utf8Bytes(line, bytes))) {
-                qDebug().noquote() << "invalid line: " + line.toString();
+            // A sentence over the line limit is no sentence: dropped as one
+            // whose checksum fails.
+            if (text.truncated() || !checkNmeaSum(utf8Bytes(line, bytes))) {
+                qDebug().noquote() << "invalid line: " + line.left(200).toString();
                 delete sample;
                 continue; // dropped: later samples move one second earlier
             }
@@ -98,7 +103,10 @@ int VideoInfoParse::parseGpsInfoFile(QString path)
         } else {
             readConverted(fields, *sample);
         }
-        track.add(sample);
+        if (!track.add(sample)) {
+            tracklimits::refuseTooManySamples(path, "NMEA");
+            return -1;
+        }
     }
     return track.finish();
 }

@@ -1,5 +1,10 @@
 #include "srtparse.h"
 
+#include "linereader.h"
+#include "sidefile.h"
+#include "tracklimits.h"
+
+#include <QDebug>
 #include <QFile>
 #include <QTextStream>
 #include <memory>
@@ -11,43 +16,59 @@ bool SrtParse::parseFile(QString srtPath, QString outPath)
 
 bool SrtParse::LoadSrt(QString srtPath, QString outPath)
 {
-    if (QFile::exists(outPath))
-        QFile::remove(outPath);
-    if (!QFile::exists(srtPath))
-        return false;
-    QFile in(srtPath);
-    if (!in.open(QIODevice::ReadOnly | QIODevice::Text))
-        return false;
-    QFile out(outPath);
-    if (!out.open(QIODevice::WriteOnly | QIODevice::Text)) {
-        in.close();
+    if (sidefile::isLink(outPath)) {
+        qWarning().noquote() << "SRT: refused to write" << outPath << "- it is a symbolic link";
         return false;
     }
+    if (QFile::exists(outPath))
+        QFile::remove(outPath);
+    if (!QFile::exists(srtPath) || !tracklimits::fileSizeAcceptable(srtPath, "SRT"))
+        return false;
+    LineReader input(LineReader::KeepEmpty);
+    if (!input.open(srtPath))
+        return false;
+    const std::unique_ptr<QSaveFile> out = sidefile::create(outPath, "SRT");
+    if (!out)
+        return false;
 
-    QTextStream input(&in);
-    input.setCodec("UTF-8");
-    QTextStream output(&out);
+    QTextStream output(out.get());
     output.setCodec("UTF-8"); // what the track reader expects
 
-    // A block counts only once an empty line closes it.
+    // A block counts only once an empty line closes it. Its text lines
+    // (from the third line on, whatever the first two are) are joined as
+    // they come, and kept up to the line limit, so a block is never more
+    // than three strings.
     QStringList block;
-    while (!input.atEnd()) {
-        const QString line = input.readLine();
+    int blocks = 0;
+    QStringRef line;
+    bool refused = false;
+    while (input.next(line)) {
         if (!line.isEmpty()) {
-            block.append(line);
+            if (block.size() < 3)
+                block.append(line.toString());
+            else if (block.last().size() < tracklimits::maxLineChars)
+                block.last().append(line.left(tracklimits::maxLineChars - block.last().size()));
             continue;
         }
         std::unique_ptr<SrtInfoItem> item(ParseOneSrt(&block));
-        if (item)
-            output << item->text << '\n';
         block.clear();
+        if (!item)
+            continue;
+        if (++blocks > tracklimits::maxSamples) {
+            tracklimits::refuseTooManySamples(srtPath, "SRT");
+            refused = true;
+            break;
+        }
+        output << item->text << '\n';
     }
 
-    in.close();
     QFile::remove(srtPath);
     output.flush();
-    out.close();
-    return true;
+    if (refused || blocks == 0) {
+        out->cancelWriting(); // nothing worth keeping
+        return !refused;
+    }
+    return sidefile::commit(*out, "SRT");
 }
 
 SrtInfoItem *SrtParse::ParseOneSrt(QStringList *lines)
@@ -88,22 +109,26 @@ SrtInfoItem *SrtParse::ParseOneSrt(QStringList *lines)
 
 namespace {
 
-// Removes every open...close span, leftmost first. Stops when the first
-// close mark stands before the first open mark.
-void removeSpans(QString &text, QChar open, QChar close)
+// Removes every open...close span, leftmost first, and stops at the first
+// close mark that comes before the next open mark. Each removal leaves no
+// open mark before it, so one pass from left to right does what searching
+// again from the start after each removal would.
+QString removeSpans(const QString &text, QChar open, QChar close)
 {
-    int from = text.indexOf(open);
-    int to = text.indexOf(close);
-    while (from >= 0 && to >= 0) {
-        const int length = to - from + 1;
-        if (length <= 0)
+    QString kept;
+    int pos = 0;
+    for (;;) {
+        const int from = text.indexOf(open, pos);
+        const int to = text.indexOf(close, pos);
+        if (from < 0 || to < 0 || to < from)
             break;
-        text.remove(from, length);
-        if (text.isEmpty())
-            break;
-        from = text.indexOf(open);
-        to = text.indexOf(close);
+        kept += text.midRef(pos, from - pos);
+        pos = to + 1;
     }
+    if (pos == 0)
+        return text;
+    kept += text.midRef(pos);
+    return kept;
 }
 
 } // namespace
@@ -112,8 +137,6 @@ void SrtParse::ParseSrtFormat(SrtInfoItem *item)
 {
     if (item->text.isEmpty())
         return;
-    QString text = item->text;
-    removeSpans(text, QLatin1Char('<'), QLatin1Char('>'));
-    removeSpans(text, QLatin1Char('{'), QLatin1Char('}'));
-    item->text = text;
+    item->text = removeSpans(removeSpans(item->text, QLatin1Char('<'), QLatin1Char('>')),
+                             QLatin1Char('{'), QLatin1Char('}'));
 }

@@ -1,9 +1,17 @@
 #include "trackaccumulator.h"
 
+#include "tracklimits.h"
+
 #include <QDebug>
 
-void TrackAccumulator::add(VideoInfo *sample)
+bool TrackAccumulator::add(VideoInfo *sample)
 {
+    if (store.count >= tracklimits::maxSamples) {
+        delete sample;
+        store.clearSamples();
+        store.resetVideoInfo();
+        return false;
+    }
     if (sample->valid) {
         ++validCount;
         // A fix on 0 is no start of a leg; NaN compares unequal and so counts.
@@ -20,6 +28,7 @@ void TrackAccumulator::add(VideoInfo *sample)
     if (sample->speed > store.maxSpeed)
         store.maxSpeed = sample->speed;
     ++store.count;
+    return true;
 }
 
 int TrackAccumulator::finish()

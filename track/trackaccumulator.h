@@ -11,7 +11,9 @@ public:
     explicit TrackAccumulator(VideoInfoParse &store) : store(store) {}
 
     // Takes ownership of the sample. An invalid one is normalised first.
-    void add(VideoInfo *sample);
+    // False, with the store emptied, when the track would grow beyond
+    // tracklimits::maxSamples: the reader stops and refuses the file.
+    [[nodiscard]] bool add(VideoInfo *sample);
     // 0 and the store parsed, or -1 when fewer than two fixes were valid.
     int finish();
 

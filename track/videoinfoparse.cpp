@@ -96,11 +96,11 @@ int VideoInfoParse::parseFileImpl(QString videoPath)
             if (!XmlGpsParse::parseFile(base + ".GPX", track))
                 return -1;
         } else {
-            const QString srt = base + ".srt";
-            if (genGpsFile(videoPath, srt) < 0)
+            if (parseSubtitleTrack(videoPath, track) < 0) {
+                resetVideoInfo();
                 return -1;
-            if (!SrtParse::parseFile(srt, track))
-                return -1;
+            }
+            return 0;
         }
     }
 

@@ -39,14 +39,19 @@ public:
     // Readers. Each expects resetVideoInfo() just before.
     int parseGpsInfoFile(QString path);     // NMEA $GPRMC and converted lines
     int parseMarlGpsInfoFile(QString path); // camera ".info"
-    // Copies the video's first subtitle stream to srtPath with ffmpeg.
+    // Copies the video's first subtitle stream to srtPath with ffmpeg, which
+    // is ended when it has not finished within extractSlices half seconds.
     int genGpsFile(QString videoPath, QString srtPath);
+    // The track in the video's subtitle stream, converted in a private
+    // folder, read, and kept as mapPath for the next opening where it can be.
+    int parseSubtitleTrack(const QString &videoPath, const QString &mapPath);
 
     // 1 when the NUL-terminated line carries a correct "*HH" checksum.
     static int checkNmeaSum(const char *line);
 
     // ffmpeg used by genGpsFile(); defaults to the resource directory's.
     QString ffmpegPath;
+    int extractSlices = 40; // 20 s
 
     // Held by a parse thread while it fills the store: a newer opening waits
     // for the running parse instead of writing beside it.

@@ -1,95 +1,185 @@
+// The camera's flat XML track, read as a stream: one line for each child of
+// the document element, as a DOM parser without namespace processing lists
+// them (elements, text that is not only blanks, comments and processing
+// instructions), the others as lines of empty values. A stream keeps memory
+// at one chunk of the file, where a DOM of a 13 MB file took half a GB.
+
 #include "xmlgpsparse.h"
 
+#include "linereader.h"
+#include "sidefile.h"
+#include "tracklimits.h"
+
 #include <QDebug>
-#include <QDomDocument>
 #include <QFile>
 #include <QTextStream>
 #include <QXmlStreamReader>
+#include <functional>
+#include <memory>
 
 namespace {
 
-// Well-formed and no deeper than the limit. The stream reader also refuses
-// entity-expansion bombs, which the DOM parser would try to expand.
-bool isSafeToLoad(const QString &xmlText, QString &why)
+class Converter
 {
-    QXmlStreamReader reader(xmlText);
-    int depth = 0;
-    while (!reader.atEnd()) {
-        switch (reader.readNext()) {
-        case QXmlStreamReader::StartElement:
-            if (++depth > XmlGpsParse::maxDepth) {
-                why = QStringLiteral("nested deeper than %1 levels at line %2")
-                          .arg(XmlGpsParse::maxDepth)
-                          .arg(reader.lineNumber());
-                return false;
+public:
+    Converter(QXmlStreamReader &xml, QTextStream &out) : xml(xml), out(out) {}
+
+    // Runs to the end of the document. `more` adds the next piece of the
+    // document to the reader, false when there is none.
+    bool run(const std::function<bool()> &more)
+    {
+        // Without namespace processing, as the camera's files are read:
+        // a prefix that is never declared (gpxtpx:hr) is just part of a name.
+        xml.setNamespaceProcessing(false);
+        for (;;) {
+            const QXmlStreamReader::TokenType token = xml.readNext();
+            if (token == QXmlStreamReader::Invalid) {
+                if (xml.error() == QXmlStreamReader::PrematureEndOfDocumentError && more())
+                    continue;
+                return fail(xml.errorString());
             }
-            break;
-        case QXmlStreamReader::EndElement:
-            --depth;
-            break;
-        default:
-            break;
+            if (token != QXmlStreamReader::Characters || xml.isCDATA())
+                endText();
+            switch (token) {
+            case QXmlStreamReader::StartElement:
+                if (depth == 1 && !child(xml.attributes()))
+                    return false;
+                if (++depth > XmlGpsParse::maxDepth)
+                    return fail(
+                        QStringLiteral("nested deeper than %1 levels").arg(XmlGpsParse::maxDepth));
+                break;
+            case QXmlStreamReader::EndElement:
+                --depth;
+                break;
+            case QXmlStreamReader::Characters:
+                if (depth != 1)
+                    break;
+                if (xml.isCDATA()) {
+                    if (!child())
+                        return false;
+                } else {
+                    inText = true;
+                    textHasContent = textHasContent || !xml.isWhitespace();
+                }
+                break;
+            case QXmlStreamReader::Comment:
+            case QXmlStreamReader::ProcessingInstruction:
+            case QXmlStreamReader::EntityReference:
+                if (depth == 1 && !child())
+                    return false;
+                break;
+            case QXmlStreamReader::EndDocument:
+                return true;
+            default:
+                break;
+            }
         }
     }
-    if (reader.hasError()) {
+
+    int children = 0;
+    QString why;
+
+private:
+    bool fail(const QString &reason)
+    {
         why = QStringLiteral("%1 at line %2, column %3")
-                  .arg(reader.errorString())
-                  .arg(reader.lineNumber())
-                  .arg(reader.columnNumber());
+                  .arg(reason)
+                  .arg(xml.lineNumber())
+                  .arg(xml.columnNumber());
         return false;
     }
-    return true;
+
+    // A run of text between two other nodes is one child, and none when it
+    // is only blanks.
+    void endText()
+    {
+        if (inText && textHasContent)
+            child();
+        inText = textHasContent = false;
+    }
+
+    bool child(const QXmlStreamAttributes &a = QXmlStreamAttributes())
+    {
+        if (++children > tracklimits::maxSamples)
+            return fail(QStringLiteral("more than %1 points").arg(tracklimits::maxSamples));
+        const QString time = a.value(QLatin1String("time")).toString();
+        // One-pass substitution: a "%2" inside an attribute stays as it is.
+        out << QStringLiteral("B,%1,%2.000,%3,N,%4,E,%5,-08.72,+01.41,+00.59;")
+                   .arg(time.mid(5, 2) + time.mid(8, 2) + time.mid(2, 2),
+                        time.mid(11, 2) + time.mid(14, 2) + time.mid(17, 2),
+                        a.value(QLatin1String("lat")).toString(),
+                        a.value(QLatin1String("lon")).toString(),
+                        a.value(QLatin1String("speed")).toString())
+            << '\n';
+        return true;
+    }
+
+    QXmlStreamReader &xml;
+    QTextStream &out;
+    int depth = 0;
+    bool inText = false;
+    bool textHasContent = false;
+};
+
+// Writes outPath from the document that `more` hands to the reader piece by
+// piece. The ".map" is kept only when the whole document was converted and
+// had children: a broken or empty one leaves none, so no later opening
+// trusts it.
+bool convert(QXmlStreamReader &xml, const std::function<bool()> &more, const QString &outPath)
+{
+    if (sidefile::isLink(outPath)) {
+        qWarning().noquote() << "GPX: refused to write" << outPath << "- it is a symbolic link";
+        return false;
+    }
+    if (QFile::exists(outPath))
+        QFile::remove(outPath);
+    const std::unique_ptr<QSaveFile> file = sidefile::create(outPath, "GPX");
+    if (!file)
+        return false;
+    QTextStream out(file.get());
+    out.setCodec("UTF-8");
+    Converter converter(xml, out);
+    if (!converter.run(more)) {
+        qWarning().noquote() << "GPX: refused," << converter.why;
+        file->cancelWriting();
+        return false;
+    }
+    out.flush();
+    if (converter.children == 0) {
+        file->cancelWriting();
+        return false;
+    }
+    sidefile::commit(*file, "GPX");
+    return false; // read from the ".map" at the next opening
 }
 
 } // namespace
 
 bool XmlGpsParse::parseFile(QString gpxPath, QString outPath)
 {
-    QFile file(gpxPath);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+    if (!tracklimits::fileSizeAcceptable(gpxPath, "GPX"))
+        return false;
+    DecodedFile text;
+    if (!text.open(gpxPath)) {
         qWarning().noquote() << "GPX: cannot open" << gpxPath;
         return false;
     }
-    QTextStream in(&file);
-    in.setCodec("UTF-8");
-    return genGpsInfoFile(in.readAll(), outPath);
+    QXmlStreamReader xml;
+    QString piece;
+    return convert(
+        xml,
+        [&] {
+            if (!text.read(piece))
+                return false;
+            xml.addData(piece);
+            return true;
+        },
+        outPath);
 }
 
 bool XmlGpsParse::genGpsInfoFile(QString xmlText, QString outPath)
 {
-    if (QFile::exists(outPath))
-        QFile::remove(outPath);
-    QFile out(outPath);
-    if (!out.open(QIODevice::WriteOnly | QIODevice::Text)) {
-        qWarning().noquote() << "GPX: cannot write" << outPath;
-        return false;
-    }
-
-    QString why;
-    QDomDocument doc;
-    if (!isSafeToLoad(xmlText, why) || !doc.setContent(xmlText, false, &why)) {
-        qWarning().noquote() << "GPX: refused," << why;
-        return false; // the empty ".map" stays
-    }
-
-    const QDomNodeList points = doc.documentElement().childNodes();
-    if (points.isEmpty())
-        return false;
-
-    QTextStream stream(&out);
-    stream.setCodec("UTF-8");
-    for (int i = 0; i < points.size(); ++i) {
-        const QDomElement pt = points.at(i).toElement(); // null for text nodes: empty values
-        const QString time = pt.attribute("time");
-        const QString mmddyy = time.mid(5, 2) + time.mid(8, 2) + time.mid(2, 2);
-        const QString hhmmss = time.mid(11, 2) + time.mid(14, 2) + time.mid(17, 2);
-        // One-pass substitution: a "%2" inside an attribute stays as it is.
-        stream << QStringLiteral("B,%1,%2.000,%3,N,%4,E,%5,-08.72,+01.41,+00.59;")
-                      .arg(mmddyy, hhmmss, pt.attribute("lat"), pt.attribute("lon"),
-                           pt.attribute("speed"))
-               << '\n';
-    }
-    stream.flush();
-    out.close();
-    return false;
+    QXmlStreamReader xml(xmlText);
+    return convert(
+        xml, [] { return false; }, outPath);
 }

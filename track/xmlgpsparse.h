@@ -12,7 +12,7 @@ public:
     // ".map" on the next opening.
     static bool genGpsInfoFile(QString xmlText, QString outPath);
 
-    // Deeper documents are refused before they reach the DOM parser, which
-    // recurses once per level and runs out of stack near 40,000.
+    // Deeper documents are refused: no track nests so deep, and every level
+    // costs the reader memory.
     static const int maxDepth = 1000;
 };

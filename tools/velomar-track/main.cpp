@@ -47,9 +47,9 @@ void quietDebug(QtMsgType type, const QMessageLogContext &, const QString &messa
     std::cerr << message.toStdString() << '\n';
 }
 
-std::string dumpJson(int result, const VideoInfoParse &store)
+// Written a sample at a time: a day-long store is tens of megabytes of JSON.
+void dumpJson(int result, const VideoInfoParse &store, std::ostream &os)
 {
-    std::ostringstream os;
     os << "{\"result\": " << result << ", \"isParsed\": " << store.isParsed
        << ", \"count\": " << store.count << ", \"maxSpeed\": " << out::number(store.maxSpeed)
        << ", \"avgSpeed\": " << out::number(store.avgSpeed)
@@ -65,7 +65,6 @@ std::string dumpJson(int result, const VideoInfoParse &store)
         first = false;
     }
     os << "]}\n";
-    return os.str();
 }
 
 // The ".map" files a lookup may leave: beside the video, and beside its
@@ -164,7 +163,8 @@ int main(int argc, char **argv)
             return fail("dump takes one video path (see --help)");
         VideoInfoParse store;
         const int result = store.parseFile(video);
-        std::cout << dumpJson(result, store);
+        dumpJson(result, store, std::cout);
+        std::cout.flush();
         return std::cout.good() ? 0 : 1;
     }
 
