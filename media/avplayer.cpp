@@ -7,7 +7,9 @@
 #include "videooutput.h"
 
 #include <QDebug>
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace media {
 
@@ -70,7 +72,8 @@ void AVPlayer::play(const QString &file)
     }
     path = file;
     core::setFlag(mpv, mpv::optPause, false);
-    core::commandAsync(mpv, {mpv::cmdLoadFile, file.toUtf8(), "replace"});
+    requests.push_back({++lastCommand});
+    core::commandAsync(mpv, {mpv::cmdLoadFile, file.toUtf8(), "replace"}, lastCommand);
 }
 
 void AVPlayer::pause(bool p)
@@ -92,7 +95,7 @@ bool AVPlayer::isPlaying() const
 void AVPlayer::stop()
 {
     if (mpv)
-        core::commandAsync(mpv, {mpv::cmdStop});
+        core::commandAsync(mpv, {mpv::cmdStop}, ++lastCommand);
 }
 
 void AVPlayer::seek(qint64 ms)
@@ -151,17 +154,83 @@ void AVPlayer::drainEvents()
     }
 }
 
+void AVPlayer::commandDone(uint64_t command, int error)
+{
+    if (command == 0)
+        return; // seeks and the like
+    std::vector<Request> neverStarted;
+    for (auto it = requests.begin(); it != requests.end();) {
+        if (it->command < command && it->entryId < 0) {
+            neverStarted.push_back(*it);
+            it = requests.erase(it);
+        } else {
+            if (it->command == command)
+                it->done = true;
+            ++it;
+        }
+    }
+    if (error < 0) {
+        for (auto it = requests.begin(); it != requests.end(); ++it)
+            if (it->command == command) {
+                neverStarted.push_back(*it);
+                requests.erase(it);
+                emit this->error(
+                    AVError(AVError::OpenError,
+                            QStringLiteral("cannot play %1: %2")
+                                .arg(path, QString::fromUtf8(mpv_error_string(error)))));
+                break;
+            }
+    }
+    for (std::size_t i = 0; i < neverStarted.size(); ++i)
+        emit stopped();
+}
+
+void AVPlayer::fileStarted(qint64 entryId)
+{
+    // Older requests still waiting were dropped when this one's loadfile
+    // was done; the file that starts is the newest one mpv has taken.
+    for (auto it = requests.rbegin(); it != requests.rend(); ++it)
+        if (it->done && it->entryId < 0) {
+            it->entryId = entryId;
+            break;
+        }
+    entry = entryId;
+    loaded = false;
+    hasStarted = false;
+    positionMs = 0;
+    durationMs = 0;
+    decoderDrops = 0;
+    outputDrops = 0;
+}
+
+void AVPlayer::fileEnded(const mpv_event_end_file *end)
+{
+    auto request = std::find_if(requests.begin(), requests.end(), [end](const Request &r) {
+        return r.entryId == end->playlist_entry_id;
+    });
+    if (end->playlist_entry_id == entry) {
+        entry = -1;
+        loaded = false;
+        hasStarted = false;
+    }
+    if (request == requests.end())
+        return;
+    requests.erase(request);
+    if (end->reason == MPV_END_FILE_REASON_ERROR)
+        emit error(AVError(AVError::OpenError,
+                           QStringLiteral("cannot play %1: %2")
+                               .arg(path, QString::fromUtf8(mpv_error_string(end->error)))));
+    emit stopped();
+}
+
 void AVPlayer::handle(const mpv_event *event)
 {
     switch (event->event_id) {
+    case MPV_EVENT_COMMAND_REPLY:
+        commandDone(event->reply_userdata, event->error);
+        break;
     case MPV_EVENT_START_FILE:
-        entry = static_cast<mpv_event_start_file *>(event->data)->playlist_entry_id;
-        loaded = false;
-        hasStarted = false;
-        positionMs = 0;
-        durationMs = 0;
-        decoderDrops = 0;
-        outputDrops = 0;
+        fileStarted(static_cast<mpv_event_start_file *>(event->data)->playlist_entry_id);
         break;
     case MPV_EVENT_FILE_LOADED: {
         loaded = true;
@@ -177,20 +246,9 @@ void AVPlayer::handle(const mpv_event *event)
             emit started();
         }
         break;
-    case MPV_EVENT_END_FILE: {
-        const auto *end = static_cast<mpv_event_end_file *>(event->data);
-        if (end->playlist_entry_id != entry)
-            break;
-        entry = -1;
-        loaded = false;
-        hasStarted = false;
-        if (end->reason == MPV_END_FILE_REASON_ERROR)
-            emit error(AVError(AVError::OpenError,
-                               QStringLiteral("cannot play %1: %2")
-                                   .arg(path, QString::fromUtf8(mpv_error_string(end->error)))));
-        emit stopped();
+    case MPV_EVENT_END_FILE:
+        fileEnded(static_cast<mpv_event_end_file *>(event->data));
         break;
-    }
     case MPV_EVENT_PROPERTY_CHANGE: {
         const auto *p = static_cast<mpv_event_property *>(event->data);
         if (event->reply_userdata == ObsTimePos && p->format == MPV_FORMAT_DOUBLE) {

@@ -5,9 +5,11 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <deque>
 
 struct mpv_handle;
 struct mpv_event;
+struct mpv_event_end_file;
 
 namespace media {
 
@@ -57,6 +59,22 @@ private slots:
 
 private:
     void handle(const mpv_event *event);
+    void commandDone(uint64_t command, int error);
+    void fileStarted(qint64 entryId);
+    void fileEnded(const mpv_event_end_file *end);
+
+    // A play() not yet answered by stopped(). mpv runs commands in order, so
+    // once a later command is done, a file asked for earlier that has not
+    // started never will (it was replaced or stopped before it began): its
+    // stopped() is given then.
+    struct Request
+    {
+        uint64_t command;
+        bool done = false;   // mpv has taken the loadfile
+        qint64 entryId = -1; // its playlist entry, once started
+    };
+    std::deque<Request> requests;
+    uint64_t lastCommand = 0;
 
     mpv_handle *mpv = nullptr;
     QPointer<VideoOutput> renderer;

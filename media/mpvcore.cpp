@@ -127,10 +127,10 @@ int command(mpv_handle *mpv, std::initializer_list<QByteArray> words)
     return mpv_command(mpv, args.data());
 }
 
-void commandAsync(mpv_handle *mpv, std::initializer_list<QByteArray> words)
+void commandAsync(mpv_handle *mpv, std::initializer_list<QByteArray> words, uint64_t reply)
 {
     QVector<const char *> args = argv(words);
-    mpv_command_async(mpv, 0, args.data());
+    mpv_command_async(mpv, reply, args.data());
 }
 
 } // namespace core

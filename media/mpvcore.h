@@ -23,6 +23,7 @@ QString getString(mpv_handle *mpv, const char *name); // null when unavailable
 
 // Runs a command given as words; returns mpv's error code (>= 0 success).
 int command(mpv_handle *mpv, std::initializer_list<QByteArray> words);
-void commandAsync(mpv_handle *mpv, std::initializer_list<QByteArray> words);
+// Its MPV_EVENT_COMMAND_REPLY carries `reply` (0: no reply is looked at).
+void commandAsync(mpv_handle *mpv, std::initializer_list<QByteArray> words, uint64_t reply = 0);
 
 } // namespace media::core

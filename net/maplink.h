@@ -8,6 +8,13 @@
 
 namespace maplink {
 
+// The largest message a map client may send (64 KiB): a larger one closes it.
+constexpr quint64 maxClientMessageBytes = 64 * 1024;
+
+// The close code that tells a map page a newer one took its place: it stops
+// reconnecting, so that two pages do not take turns.
+constexpr int replacedCloseCode = 4000;
+
 // "name(lat, lon);" with each number as QString::number(v, 'g', 10); empty
 // when a number is not finite, since "nan" or "inf" would break the page.
 QString pointCommand(const char *name, double latitude, double longitude);

@@ -228,6 +228,30 @@ private slots:
         QCOMPARE(player->file(), mov);
     }
 
+    // Before the first frame: a stop, or a new file, still ends the file
+    // asked for with exactly one stopped().
+    void stopBeforeTheFirstFrameStopsOnce()
+    {
+        player->play(mp4);
+        player->stop();
+        QTRY_COMPARE_WITH_TIMEOUT(count("stopped"), 1, 10000);
+        QTest::qWait(500);
+        QCOMPARE(events, QStringList({"stopped"}));
+        QVERIFY(!player->isPlaying() && !player->isPaused());
+    }
+
+    void replacingBeforeTheFirstFrameStopsOnce()
+    {
+        player->play(mp4);
+        player->play(mov);
+        QTRY_COMPARE_WITH_TIMEOUT(count("started"), 1, 10000);
+        QCOMPARE(events.first(), QString("stopped"));
+        QCOMPARE(count("stopped"), 1);
+        QCOMPARE(player->file(), mov);
+        player->stop();
+        QTRY_COMPARE_WITH_TIMEOUT(count("stopped"), 2, 10000);
+    }
+
     void containersAndAudio_data()
     {
         QTest::addColumn<QString>("name");

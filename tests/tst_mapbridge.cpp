@@ -4,6 +4,7 @@
 
 #include "desktopurls.h"
 #include "mainwindow.h"
+#include "maplink.h"
 #include "maptest.h"
 #include "media.h"
 #include "mediatest.h"
@@ -103,11 +104,16 @@ class MapBridgeTest : public QObject
         QTRY_VERIFY_WITH_TIMEOUT(loaded.count() >= 1, 20000);
         QTRY_VERIFY(!js(view()->page(), "window.velomarOldPage === true").toBool());
     }
+    // The run's token, from the page the window handed to the desktop.
     QString token()
     {
-        for (const QUrl &u : desktop.opened)
-            if (u.path().endsWith("/Google-earth.html"))
-                return QUrlQuery(u).queryItemValue("token");
+        for (const QUrl &u : desktop.opened) {
+            const QRegularExpressionMatch m =
+                QRegularExpression("Google-earth\\.html\\?token=([0-9a-f]+)")
+                    .match(trackgen::readText(u.toLocalFile()));
+            if (m.hasMatch())
+                return m.captured(1);
+        }
         return QString();
     }
 
@@ -151,12 +157,28 @@ private slots:
     }
     void cleanup() { window.reset(); }
 
+    // The desktop gets a plain file, without a query that its openers would
+    // lose: a page of the run's own, in a private folder, that sends the
+    // browser on to the map page with the token. It is gone at exit.
     void browserCopyOpenedWithTheToken()
     {
         QCOMPARE(desktop.opened.size(), 1);
-        QVERIFY(desktop.opened[0].isLocalFile());
-        QVERIFY(desktop.opened[0].path().endsWith("/map/Google-earth.html"));
+        const QUrl opened = desktop.opened[0];
+        QVERIFY(opened.isLocalFile());
+        QVERIFY(!opened.hasQuery() && !opened.hasFragment());
+        const QFileInfo page(opened.toLocalFile());
+        QVERIFY(page.isFile());
+        QCOMPARE(QFileInfo(page.path()).permissions() &
+                     (QFile::ReadGroup | QFile::ReadOther | QFile::WriteGroup | QFile::WriteOther |
+                      QFile::ExeGroup | QFile::ExeOther),
+                 QFile::Permissions());
         QVERIFY(QRegularExpression("^[0-9a-f]{32}$").match(token()).hasMatch());
+        const QString html = trackgen::readText(page.filePath());
+        QVERIFY(html.contains("location.replace(\"file://"));
+        QVERIFY(html.contains("/map/Google-earth.html?token=" + token()));
+        window.reset();
+        QVERIFY(!QFileInfo::exists(page.filePath()));
+        QVERIFY(!QFileInfo::exists(page.path()));
     }
 
     void helloFirstThenTheRouteInOrder()
@@ -319,12 +341,16 @@ private slots:
         QVERIFY(child<QComboBox>(window.get(), "cmbMapType")->isEnabled());
     }
 
+    // The newest client is fed; the one it replaces is closed with the code
+    // that tells a page to stop reconnecting.
     void aSecondClientReplacesTheFirst()
     {
         Client first;
         QTRY_COMPARE(first.messages.size(), 1);
         Client second;
         QTRY_COMPARE(second.messages, QStringList{"hello(0, 0);"});
+        QTRY_VERIFY(first.closed);
+        QCOMPARE(int(first.socket.closeCode()), maplink::replacedCloseCode);
         play("three.MP4");
         QTRY_VERIFY(second.messages.contains("setEndPoint(-33.52, -70.27);"));
         QCOMPARE(first.messages, QStringList{"hello(0, 0);"});

@@ -20,11 +20,14 @@
 #include <QUrlQuery>
 #include <QWebEnginePage>
 #include <QWebEngineProfile>
+#include <QWebEngineScript>
+#include <QWebEngineScriptCollection>
 #include <QWebEngineUrlRequestInterceptor>
 #include <QWebEngineView>
 #include <QWebSocket>
 #include <QWebSocketServer>
 
+#include "chromium.h"
 #include "maptest.h"
 
 #include <cmath>
@@ -126,159 +129,6 @@ public:
             blocked.fetchAndAddRelaxed(1);
         }
     }
-};
-
-// The DevTools protocol over the browser's own WebSocket endpoint.
-class Chromium
-{
-public:
-    ~Chromium() { stop(); }
-
-    bool start(const QUrl &url, QString *why)
-    {
-        const QString exe = QStringLiteral(VELOMAR_CHROMIUM);
-        if (!QFileInfo(exe).isExecutable()) {
-            *why = "chromium not found (scripts/install-deps.sh installs it): " + exe;
-            return false;
-        }
-        proc.setProcessChannelMode(QProcess::MergedChannels);
-        proc.start(exe,
-                   {"--headless=new", "--no-sandbox", "--disable-gpu", "--remote-debugging-port=0",
-                    "--user-data-dir=" + profile.path(), "--no-first-run",
-                    "--no-default-browser-check", "--disable-background-networking",
-                    "--disable-component-update", "--disable-sync", "--disable-extensions",
-                    "--mute-audio", "--window-size=960,640", url.toString()});
-        if (!proc.waitForStarted(30000)) {
-            *why = "chromium did not start";
-            return false;
-        }
-        // The browser writes its port and endpoint once it listens.
-        const QString portFile = profile.filePath("DevToolsActivePort");
-        QStringList lines;
-        (void)maptest::waitUntil(
-            [&] {
-                QFile f(portFile);
-                if (f.open(QIODevice::ReadOnly))
-                    lines = QString::fromUtf8(f.readAll()).split('\n', Qt::SkipEmptyParts);
-                return lines.size() >= 2 || proc.state() == QProcess::NotRunning;
-            },
-            60000);
-        if (lines.size() < 2) {
-            *why = "no DevTools endpoint; chromium said: " + output();
-            return false;
-        }
-        QObject::connect(&cdp, &QWebSocket::textMessageReceived,
-                         [this](const QString &m) { received(m); });
-        cdp.open(QUrl(QStringLiteral("ws://127.0.0.1:%1%2").arg(lines[0], lines[1])));
-        if (!maptest::waitUntil([&] { return cdp.state() == QAbstractSocket::ConnectedState; },
-                                30000)) {
-            *why = "cannot reach DevTools: " + cdp.errorString();
-            return false;
-        }
-        // Attach to the page once it shows among the targets.
-        QString targetId;
-        (void)maptest::waitUntil(
-            [&] {
-                const QJsonObject r = call("Target.getTargets", {}, false);
-                for (const QJsonValue &t : r.value("targetInfos").toArray()) {
-                    const QJsonObject o = t.toObject();
-                    if (o.value("type").toString() == "page" &&
-                        o.value("url").toString().startsWith("file://"))
-                        targetId = o.value("targetId").toString();
-                }
-                return !targetId.isEmpty();
-            },
-            60000);
-        if (targetId.isEmpty()) {
-            *why = "the page never showed among the targets";
-            return false;
-        }
-        session = call("Target.attachToTarget", {{"targetId", targetId}, {"flatten", true}}, false)
-                      .value("sessionId")
-                      .toString();
-        if (session.isEmpty()) {
-            *why = "cannot attach to the page";
-            return false;
-        }
-        call("Runtime.enable");
-        // Wait for the page's own script.
-        if (!maptest::waitUntil(
-                [&] { return evaluate("typeof velomarState").toString() == "function"; }, 60000)) {
-            *why = "the page's script never ran";
-            return false;
-        }
-        return true;
-    }
-
-    QJsonObject call(const QString &method, const QJsonObject &params = {}, bool inPage = true)
-    {
-        const int id = ++lastId;
-        QJsonObject m{{"id", id}, {"method", method}, {"params", params}};
-        if (inPage)
-            m.insert("sessionId", session);
-        cdp.sendTextMessage(QString::fromUtf8(QJsonDocument(m).toJson(QJsonDocument::Compact)));
-        if (!maptest::waitUntil([&] { return replies.contains(id); }, 60000))
-            qWarning().noquote() << "no answer from DevTools to" << method;
-        const QJsonObject r = replies.take(id);
-        if (r.contains("error"))
-            qWarning().noquote() << method << "failed:" << QJsonDocument(r).toJson();
-        return r.value("result").toObject();
-    }
-
-    QJsonValue evaluate(const QString &expression)
-    {
-        const QJsonObject r =
-            call("Runtime.evaluate", {{"expression", expression}, {"returnByValue", true}});
-        if (r.contains("exceptionDetails"))
-            errors << "evaluate threw: " + expression;
-        return r.value("result").toObject().value("value");
-    }
-
-    // The page's own copy of its state in the DOM.
-    QJsonObject domState()
-    {
-        return QJsonDocument::fromJson(evaluate("document.body.dataset.state").toString().toUtf8())
-            .object();
-    }
-
-    QString output() { return QString::fromLocal8Bit(proc.readAll()).right(3000); }
-
-    void stop()
-    {
-        if (proc.state() == QProcess::NotRunning)
-            return;
-        cdp.close();
-        proc.terminate();
-        if (!proc.waitForFinished(20000)) {
-            proc.kill();
-            proc.waitForFinished(10000);
-        }
-    }
-
-    QStringList errors;
-
-private:
-    void received(const QString &text)
-    {
-        const QJsonObject m = QJsonDocument::fromJson(text.toUtf8()).object();
-        if (m.contains("id")) {
-            replies.insert(m.value("id").toInt(), m);
-            return;
-        }
-        const QString method = m.value("method").toString();
-        const QJsonObject p = m.value("params").toObject();
-        if (method == "Runtime.exceptionThrown")
-            errors << "exception: " + QString::fromUtf8(QJsonDocument(p).toJson());
-        else if (method == "Runtime.consoleAPICalled" && p.value("type").toString() == "error")
-            errors << "console.error: " + QString::fromUtf8(QJsonDocument(p).toJson());
-    }
-
-    QTemporaryDir profile;
-    QProcess proc;
-    QWebSocket cdp;
-    QString session;
-    int lastId = 0;
-    QHash<int, QJsonObject> replies;
 };
 
 } // namespace
@@ -861,8 +711,11 @@ private slots:
         const QVariantMap s = flushedState();
         QCOMPARE(s.value("routeCount").toInt(), 36000);
         QCOMPARE(s.value("travelledCount").toInt(), 3600);
-        QCOMPARE(s.value("logCount").toInt(),
+        QCOMPARE(s.value("commandCount").toInt(),
                  3601 + 36001 + 3600); // mapinitialize adds one a route
+        // The log keeps the last commands only.
+        QVERIFY(s.value("logCount").toInt() >= 5000 && s.value("logCount").toInt() <= 10000);
+        QCOMPARE(s.value("lastCommand").toString(), line.last());
         QVERIFY2(js("document.querySelector('path.velomar-route').getAttribute('d')")
                          .toString()
                          .count('L') > 10,
@@ -922,6 +775,135 @@ private slots:
         testwait::runFor(3000);
         QCOMPARE(js("velomarState().linkAttempts").toInt(), 1);
         QCOMPARE(js("velomarState().connected").toBool(), false);
+    }
+
+    // A page left open for days keeps a bounded log and error list.
+    void theLogAndTheErrorsAreBounded()
+    {
+        QVERIFY(open("Google-earth.html"));
+        const QVector<LatLon> track = shenzhenTrack(30000);
+        QStringList line;
+        for (const LatLon &p : track)
+            line << command("setLineNewPoint", p.lat, p.lon);
+        send(line);
+        const QVariantMap s = flushedState();
+        QCOMPARE(s.value("commandCount").toInt(), 30000);
+        QVERIFY2(s.value("logCount").toInt() <= 10000, qPrintable(show(s.value("logCount"))));
+        const QStringList log = js("velomarState().log").toStringList();
+        QCOMPARE(log.size(), s.value("logCount").toInt());
+        QCOMPARE(log.last(), line.last());
+        QCOMPARE(log.first(), line[line.size() - log.size()]);
+        // Script errors, far more than are kept.
+        js("for (var i = 0; i < 300; i++) setTimeout(function () { throw new Error('e'); });");
+        QVERIFY(maptest::waitUntil(
+            [&] { return js("velomarState().errors.length").toInt() == 100; }, 30000));
+        testwait::runFor(300);
+        QCOMPARE(js("velomarState().errors.length").toInt(), 100);
+        // The errors were the point: no check for them at the end.
+        view.reset();
+        page = nullptr;
+    }
+
+    // Opened in a browser without the run's token (by hand, or by a desktop
+    // that lost the query), the page says that it does not follow the
+    // player. The window's own view, which needs no link, says nothing.
+    void aPageWithoutATokenSaysSo()
+    {
+        QVERIFY(open("Google-earth.html"));
+        QVERIFY(!js("document.querySelector('.velomar-no-token-notice').hidden").toBool());
+        QCOMPARE(js("velomarState().linkAttempts").toInt(), 0);
+
+        view = std::make_unique<QWebEngineView>();
+        page = new ConsolePage(profile, view.get());
+        QWebEngineScript embedded;
+        embedded.setSourceCode("window.velomarEmbedded = true;");
+        embedded.setInjectionPoint(QWebEngineScript::DocumentCreation);
+        embedded.setWorldId(QWebEngineScript::MainWorld);
+        page->scripts().insert(embedded);
+        view->setPage(page);
+        QSignalSpy loaded(page, &QWebEnginePage::loadFinished);
+        view->load(pageUrl("Google-earth.html"));
+        QVERIFY(loaded.wait(60000));
+        QVERIFY(js("document.querySelector('.velomar-no-token-notice').hidden").toBool());
+    }
+
+    // The browser copy runs the player's commands in the very form the
+    // player sends them, and nothing else: whoever holds port 9090 while
+    // the player is not running cannot run script in the user's browser.
+    void theBrowserCopyTakesOnlyThePlayersCommands()
+    {
+        QWebSocketServer server("mappage", QWebSocketServer::NonSecureMode);
+        QVERIFY(listenAsThePlayer(server));
+        Chromium chromium;
+        QString why;
+        QVERIFY2(chromium.start(pageUrl("Google-earth.html", "abc"), &why), qPrintable(why));
+        waitForConnection(server, 60000);
+        std::unique_ptr<QWebSocket> client(server.nextPendingConnection());
+        const QStringList hostile{"window.pwned = 1;",
+                                  "alert(1);",
+                                  "hello(0, 0); window.pwned = 2;",
+                                  "mapinitialize(1, 2)",
+                                  "mapinitialize(1,2);",
+                                  " mapinitialize(1, 2);",
+                                  "mapinitialize(1, 2);\n",
+                                  "mapinitialize(1, 2);window.pwned = 3;",
+                                  "mapinitialize(NaN, 2);",
+                                  "mapinitialize(1e999, 2);",
+                                  "mapinitialize(0x10, 2);",
+                                  "mapinitialize(Infinity, 2);",
+                                  "mapinitialize(window.pwned = 4, 2);",
+                                  "constructor(1, 2);",
+                                  "velomarFlush(1, 2);",
+                                  "clrRTploy(); window.pwned = 5;",
+                                  "clrRTploy()",
+                                  "setLineNewPoint(1, 2, 3);",
+                                  ""};
+        for (const QString &m : hostile)
+            client->sendTextMessage(m);
+        client->sendBinaryMessage("mapinitialize(1, 2);");
+        const QStringList commands{"hello(0, 0);",
+                                   "mapinitialize(22.5, 113.9);",
+                                   "setStartPoint(22.5, 113.9);",
+                                   "gotoNextPoint(-1.5e-05, 113.91);",
+                                   "setEndPoint(22.52, 113.92);",
+                                   "setLineNewPoint(22.5, 113.9);"};
+        for (const QString &c : commands)
+            client->sendTextMessage(c);
+        QJsonObject s;
+        QVERIFY2(maptest::waitUntil(
+                     [&] {
+                         s = chromium.domState();
+                         return s.value("travelledCount").toInt() == 1;
+                     },
+                     30000),
+                 QJsonDocument(s).toJson().constData());
+        QCOMPARE(s.value("ignored").toInt(), hostile.size() + 1);
+        QCOMPARE(chromium.evaluate("typeof window.pwned").toString(), QString("undefined"));
+        QStringList logged = commands; // as numbers, written back by the page
+        logged[3] = "gotoNextPoint(-0.000015, 113.91);";
+        QCOMPARE(chromium.evaluate("velomarState().log").toArray().toVariantList(),
+                 QVariant(logged).toList());
+        QCOMPARE(s.value("routeCount").toInt(), 3);
+        QCOMPARE(s.value("helloCount").toInt(), 1);
+        QVERIFY2(chromium.errors.isEmpty(), qPrintable(chromium.errors.join('\n')));
+    }
+
+    // A newer page took its place: this one stops asking and says so, so
+    // that two copies do not take turns.
+    void aReplacedPageStopsAndSaysSo()
+    {
+        QWebSocketServer server("mappage", QWebSocketServer::NonSecureMode);
+        QVERIFY(listenAsThePlayer(server));
+        QVERIFY(open("Google-earth.html", true, "abc"));
+        waitForConnection(server, 30000);
+        std::unique_ptr<QWebSocket> client(server.nextPendingConnection());
+        QVERIFY(maptest::waitUntil([&] { return js("velomarState().connected").toBool(); }, 30000));
+        client->close(QWebSocketProtocol::CloseCode(4000), "a newer map page took over");
+        QVERIFY(maptest::waitUntil([&] { return js("velomarState().replaced").toBool(); }, 30000));
+        QVERIFY(!js("document.querySelector('.velomar-replaced-notice').hidden").toBool());
+        testwait::runFor(3000);
+        QCOMPARE(js("velomarState().linkAttempts").toInt(), 1);
+        QVERIFY(!server.hasPendingConnections());
     }
 
     void browserCopyFollowsThePlayer()

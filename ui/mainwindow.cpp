@@ -4,10 +4,12 @@
 
 #include "aboutdialog.h"
 #include "avplayer.h"
+#include "browserpage.h"
 #include "config.h"
 #include "languageparse.h"
 #include "loadingdialog.h"
 #include "maplink.h"
+#include "mappage.h"
 #include "qmeter.h"
 #include "ui_mainwindow.h"
 #include "videocapture.h"
@@ -23,6 +25,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QScreen>
+#include <QShortcut>
 #include <QStackedLayout>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -105,6 +108,8 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
 
     prepareWebEngine();
     webView = new QWebEngineView;
+    const QString mapDir = Config::getInstance()->mapDir;
+    webView->setPage(new MapPage({mapDir + "/Google-earth.html", mapDir + "/AMap.html"}, webView));
     auto *webLayout = new QVBoxLayout;
     webLayout->setContentsMargins(0, 0, 0, 0);
     webLayout->addWidget(webView);
@@ -128,14 +133,22 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
     connect(ui->videoSlider, SIGNAL(onLeave()), this, SLOT(onTimeSliderLeave()));
     connect(ui->videoSlider, SIGNAL(onHover(int, int)), this, SLOT(onTimeSliderHover(int, int)));
     connect(ui->menumenubar, SIGNAL(triggered(QAction *)), this, SLOT(actionabout(QAction *)));
+    // As in other players: F11 switches full screen, Escape leaves it.
+    connect(new QShortcut(QKeySequence(Qt::Key_F11), this), &QShortcut::activated, this,
+            &MainWindow::on_btnFullScreen_clicked);
+    connect(new QShortcut(QKeySequence(Qt::Key_Escape), this), &QShortcut::activated, this, [this] {
+        if (isFullScreen())
+            on_btnFullScreen_clicked();
+    });
     setAcceptDrops(true);
     initialized = true;
 
     startMapServer();
-    // The map in the user's browser too, on every start; the token lets its
-    // connection back in.
-    QDesktopServices::openUrl(
-        maplink::browserPageUrl(Config::getInstance()->mapDir + "/Google-earth.html", mapToken));
+    // The map in the user's browser too, on every start, through a page of
+    // this run's own that carries the token its connection is let in with.
+    browserPage = std::make_unique<BrowserPage>();
+    if (browserPage->create(mapDir + "/Google-earth.html", mapToken))
+        QDesktopServices::openUrl(QUrl::fromLocalFile(browserPage->path()));
 }
 
 MainWindow::~MainWindow()
@@ -240,8 +253,10 @@ int MainWindow::layoutHeight() const
 
 void MainWindow::resizeEvent(QResizeEvent *)
 {
-    if (!isFullScreen())
-        resetUI(width(), layoutHeight());
+    // Every size is laid out, full screen too: under a window manager the
+    // state change comes before the new size, so laying out only on the
+    // state change would keep the old places.
+    resetUI(width(), layoutHeight());
 }
 
 void MainWindow::changeEvent(QEvent *event)

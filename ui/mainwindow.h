@@ -3,7 +3,9 @@
 #include <QMainWindow>
 #include <QPointer>
 #include <QString>
+#include <memory>
 
+class BrowserPage;
 class QAction;
 class QListWidgetItem;
 class ParseFileThread;
@@ -111,6 +113,7 @@ private:
     int layoutHeight() const; // the window's height less an in-window menu bar
     void startSelected();     // play the selected entry now, or after the current one stops
     bool videoOpen() const;   // playing or paused: what Stop, a new choice and a page load act on
+    void openVideo(const QString &path);         // read the track, then play
     void sendMapCommand(const QString &command); // the embedded page, then the browser copy
     void sendMapPoint(const char *command, const VideoInfo &sample);
     void sendTravelledLine(int upTo); // setLineNewPoint for each valid sample before upTo
@@ -131,15 +134,36 @@ private:
     media::VideoOutput *videoOutput = nullptr;
     QWebEngineView *webView = nullptr;
     QWebSocketServer *wsServer = nullptr;
-    QPointer<QWebSocket> wsClient; // the browser copy; a newer one replaces it
-    QString mapToken;              // proves a browser page was opened by this run
-    bool mapPageLoaded = false;    // the embedded page can take commands
+    QPointer<QWebSocket> wsClient;            // the browser copy; a newer one replaces it
+    QString mapToken;                         // proves a browser page was opened by this run
+    std::unique_ptr<BrowserPage> browserPage; // what the desktop opens for it
+    bool mapPageLoaded = false;               // the embedded page can take commands
     media::VideoPreviewWidget *previewWidget = nullptr;
     bool autoPlayNext = false;
     bool initialized = false;
     QString mediaDir;
     QPointer<ParseFileThread> parseThread; // deletes itself once finished
     bool replayRequested = false;
+
+    // From a choice to its first frame the player is neither playing nor
+    // paused: first the track is read (Parsing), then the player opens the
+    // file (Starting). A new parse starts only once nothing is open, so the
+    // store is never refilled while the window reads it.
+    enum class Opening
+    {
+        None,
+        Parsing,
+        Starting
+    };
+    enum class AfterParse
+    {
+        Play,        // the video that was parsed
+        OpenSelected // a newer choice came meanwhile: parse it instead
+    };
+    Opening opening = Opening::None;
+    AfterParse afterParse = AfterParse::Play;
+    QString openingPath;
+    bool pauseOnStart = false;   // Play, reading "Pause", was pressed before the first frame
     bool stopAfterError = false; // the player's stop that follows an error was handled already
     int lastSecond = -1;
 };

@@ -40,14 +40,23 @@ void MainWindow::onNewConnection()
 {
     qDebug() << "new connection";
     while (QWebSocket *socket = wsServer->nextPendingConnection()) {
+        // Whatever happens to it, a socket is freed once it is closed.
+        connect(socket, &QWebSocket::disconnected, socket, &QObject::deleteLater);
         if (!maplink::clientAllowed(socket->origin(), socket->requestUrl(), mapToken)) {
             qWarning().noquote() << "map client refused, origin:"
                                  << (socket->origin().isEmpty() ? "none" : socket->origin());
             socket->close(QWebSocketProtocol::CloseCodePolicyViolated);
-            socket->deleteLater();
             continue;
         }
-        // The earlier client is kept as it is: only the newest is fed.
+        // The page sends nothing big: a client that does is closed before
+        // the message is kept.
+        socket->setMaxAllowedIncomingFrameSize(maplink::maxClientMessageBytes);
+        socket->setMaxAllowedIncomingMessageSize(maplink::maxClientMessageBytes);
+        // Only the newest client is fed; the one it replaces is let go.
+        // (Kept open before, it stayed allocated for the whole run.)
+        if (wsClient)
+            wsClient->close(QWebSocketProtocol::CloseCode(maplink::replacedCloseCode),
+                            QStringLiteral("a newer map page took over"));
         wsClient = socket;
         wsClient->sendTextMessage("hello(0, 0);");
     }

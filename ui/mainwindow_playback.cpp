@@ -52,9 +52,11 @@ bool MainWindow::videoOpen() const
 
 void MainWindow::startSelected()
 {
-    if (videoOpen()) {
+    if (videoOpen() || opening == Opening::Starting) {
         replayRequested = true; // the stop handler starts the selection
         player->stop();
+    } else if (opening == Opening::Parsing) {
+        afterParse = AfterParse::OpenSelected; // once the running parse has let go of the store
     } else {
         on_btnPlay_clicked();
     }
@@ -99,19 +101,33 @@ void MainWindow::on_btnPlay_clicked()
     } else if (player->isPlaying()) {
         player->pause(true);
         ui->btnPlay->setText(language->get("TXT_BTN_START_PLAY"));
-    } else {
-        QListWidgetItem *item = ui->listVideo->currentItem();
-        if (!item)
-            return;
-        loadingDialog->show();
-        // One parse at a time writes the store (the thread waits for the
-        // one before); the window follows the newest.
-        parseThread = new ParseFileThread(item->text(), videoInfoParse);
-        connect(parseThread, &QThread::finished, parseThread, &QObject::deleteLater);
-        parseThread->start();
-        parseTimer->setInterval(200);
-        parseTimer->start();
+    } else if (opening == Opening::Starting) {
+        // The button reads "Pause" from the end of the parse: it pauses (or
+        // not) the video whose first frame is on its way.
+        pauseOnStart = !pauseOnStart;
+        ui->btnPlay->setText(language->get(pauseOnStart ? "TXT_BTN_START_PLAY" : "TXT_BTN_PAUSE"));
+    } else if (opening == Opening::Parsing) {
+        // Already being opened; another entry chosen since replaces it.
+        const QListWidgetItem *item = ui->listVideo->currentItem();
+        if (item && item->text() != openingPath)
+            afterParse = AfterParse::OpenSelected;
+    } else if (const QListWidgetItem *item = ui->listVideo->currentItem()) {
+        openVideo(item->text());
     }
+}
+
+void MainWindow::openVideo(const QString &path)
+{
+    loadingDialog->show();
+    opening = Opening::Parsing;
+    afterParse = AfterParse::Play;
+    openingPath = path;
+    pauseOnStart = false;
+    parseThread = new ParseFileThread(path, videoInfoParse);
+    connect(parseThread, &QThread::finished, parseThread, &QObject::deleteLater);
+    parseThread->start();
+    parseTimer->setInterval(200);
+    parseTimer->start();
 }
 
 void MainWindow::videoInfoParseEnd()
@@ -120,10 +136,20 @@ void MainWindow::videoInfoParseEnd()
     if (parseThread && !parseThread->parseFinished())
         return;
     parseTimer->stop();
+    opening = Opening::None;
+    if (afterParse == AfterParse::OpenSelected) {
+        if (const QListWidgetItem *item = ui->listVideo->currentItem()) {
+            openVideo(item->text());
+            return;
+        }
+    }
     loadingDialog->hide();
+    if (afterParse != AfterParse::Play)
+        return; // the newer choice left no entry to open
+    // The file that was parsed, whatever the selection shows by now.
     ui->btnPlay->setText(language->get("TXT_BTN_PAUSE"));
-    if (QListWidgetItem *item = ui->listVideo->currentItem())
-        player->play(item->text());
+    opening = Opening::Starting;
+    player->play(openingPath);
 }
 
 void MainWindow::on_btnStop_clicked()
@@ -131,7 +157,7 @@ void MainWindow::on_btnStop_clicked()
     qDebug() << "on_btnStop_clicked";
     playButtonSound();
     autoPlayNext = false; // a stop by the user does not go on to the next video
-    if (videoOpen())
+    if (videoOpen() || opening == Opening::Starting)
         player->stop();
 }
 

@@ -98,8 +98,9 @@ void MainWindow::setUp_Language(QString lang)
                  {ui->btnExit, "TXT_BTN_EXIT"}};
     for (const auto &t : texts)
         t.widget->setProperty("text", language->get(t.key));
-    ui->btnPlay->setText(
-        language->get(player && player->isPlaying() ? "TXT_BTN_PAUSE" : "TXT_BTN_START_PLAY"));
+    const bool running =
+        player && (player->isPlaying() || (opening == Opening::Starting && !pauseOnStart));
+    ui->btnPlay->setText(language->get(running ? "TXT_BTN_PAUSE" : "TXT_BTN_START_PLAY"));
     ui->btnFullScreen->setText(
         language->get(isFullScreen() ? "TXT_BTN_NORMAL_SCREEN" : "TXT_BTN_FULL_SCREEN"));
 

@@ -79,6 +79,11 @@ void MainWindow::updateVideoInfo(int n)
 
 void MainWindow::videoPlayStarted()
 {
+    opening = Opening::None;
+    if (pauseOnStart) {
+        pauseOnStart = false;
+        player->pause(true);
+    }
     stackedLayout->setCurrentIndex(0);
     ui->cmbMapType->setEnabled(false);
     lastSecond = -1;
@@ -102,6 +107,7 @@ void MainWindow::videoPlayStopped()
         stopAfterError = false;
         return;
     }
+    opening = Opening::None;
     if (media::AudioOutput *audio = player->audio())
         audio->setVolume(0.0);
     if (previewWidget && !previewWidget->isHidden())

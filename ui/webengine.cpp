@@ -18,4 +18,9 @@ void prepareWebEngine()
     const QString name = QStringLiteral("Velomar/" VELOMAR_VERSION);
     if (!profile->httpUserAgent().contains(name))
         profile->setHttpUserAgent(profile->httpUserAgent() + ' ' + name);
+    // The engine has read both when its first profile was made. Programs
+    // started from here on (ffmpeg, the browser) must not: a browser built
+    // on QtWebEngine would open a debugging port and run unsandboxed.
+    qunsetenv("QTWEBENGINE_REMOTE_DEBUGGING");
+    qunsetenv("QTWEBENGINE_DISABLE_SANDBOX");
 }

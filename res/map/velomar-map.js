@@ -62,12 +62,19 @@
         // animation frames do not come.
         var FLUSH_TIMEOUT_MS = 100;
 
+        // The last errors only: a page left open for days must not grow.
+        var ERROR_LIMIT = 100;
         var errors = [];
+        function addError(text) {
+            errors.push(text);
+            if (errors.length > ERROR_LIMIT)
+                errors.splice(0, errors.length - ERROR_LIMIT);
+        }
         window.addEventListener('error', function (e) {
-            errors.push(String(e.message));
+            addError(String(e.message));
         });
         window.addEventListener('unhandledrejection', function (e) {
-            errors.push(String(e.reason));
+            addError(String(e.reason));
         });
 
         var first = options.baseLayers[0];
@@ -125,7 +132,8 @@
         var route = [], routeQueue = [], routeDrawn = [];
         var travelled = [], travelledQueue = [], travelledDrawn = [];
         var startPoint = null, endPoint = null;
-        var helloCount = 0, connected = false, linkAttempts = 0, refused = false;
+        var helloCount = 0, connected = false, linkAttempts = 0, refused = false, replaced = false;
+        var ignored = 0; // messages from the link that were no command of the player's
 
         var routeLine = L.polyline([], {
             className: 'velomar-route', color: '#2979ff', weight: 4, opacity: 0.9,
@@ -306,10 +314,16 @@
         // point is skipped, never thrown on, so later commands still run.
         // A long route is thousands of commands: each is kept flat, as
         // given (name, argument count, its two arguments), and written out
-        // only when asked for.
+        // only when asked for. The log keeps the last LOG_LIMIT commands at
+        // least and twice that at most; commandCount counts them all.
         var LOG_STRIDE = 4;
+        var LOG_LIMIT = 5000;
+        var commandCount = 0;
         function record(name, argc, a, b) {
+            commandCount++;
             log.push(name, argc, a, b);
+            if (log.length >= 2 * LOG_LIMIT * LOG_STRIDE)
+                log.splice(0, log.length - LOG_LIMIT * LOG_STRIDE);
         }
         function logCount() {
             return log.length / LOG_STRIDE;
@@ -434,6 +448,9 @@
                 helloCount: helloCount,
                 linkAttempts: linkAttempts,
                 refused: refused,
+                replaced: replaced,
+                ignored: ignored,
+                commandCount: commandCount,
                 logCount: logCount(),
                 lastCommand: log.length ? logText(logCount() - 1) : null,
                 errors: errors.slice()
@@ -459,15 +476,49 @@
         window.toDisplay = toDisplay;
         window.velomarMap = map;
 
-        // In a browser, the player drives the page over a WebSocket; the URL
-        // carries the token it expects. The player may start later or
-        // restart: try again every 2 s. A player that refuses the token was
-        // started anew and opened a page of its own: this one says so and
-        // stops asking.
-        var POLICY_VIOLATION = 1008;
+        // In a browser, the player drives the page over a WebSocket. The page
+        // takes from it only the player's own commands, in the very form the
+        // player writes them: whoever else holds the port cannot run script
+        // here. Numbers as QString::number writes them.
+        var NUMBER = '(-?(?:\\d+(?:\\.\\d*)?|\\.\\d+)(?:e[-+]?\\d+)?)';
+        var POINT_COMMAND = new RegExp('^(hello|mapinitialize|setStartPoint|gotoNextPoint|' +
+            'setEndPoint|setLineNewPoint)\\(' + NUMBER + ', ' + NUMBER + '\\);$');
+        var pointCommands = {
+            hello: window.hello, mapinitialize: window.mapinitialize,
+            setStartPoint: window.setStartPoint, gotoNextPoint: window.gotoNextPoint,
+            setEndPoint: window.setEndPoint, setLineNewPoint: window.setLineNewPoint
+        };
+        var clearCommand = window.clrRTploy;
+        function runMessage(text) {
+            if (typeof text !== 'string')
+                return false;
+            if (text === 'clrRTploy();') {
+                clearCommand();
+                return true;
+            }
+            var m = POINT_COMMAND.exec(text);
+            if (!m)
+                return false;
+            var lat = Number(m[2]), lon = Number(m[3]);
+            if (!isFinite(lat) || !isFinite(lon))
+                return false;
+            pointCommands[m[1]](lat, lon);
+            return true;
+        }
+
+        // The URL carries the token the player lets the page in with. The
+        // player may start later or restart: try again every 2 s. A player
+        // that refuses the token was started anew and opened a page of its
+        // own; one that lets a newer page in closes this one: either way
+        // this page says so and stops asking.
+        var POLICY_VIOLATION = 1008, REPLACED = 4000;
         var token = new URLSearchParams(location.search).get('token');
         var linkNotice = noticeBox('velomar-link-notice', 'Velomar was restarted and follows ' +
             'in a newer tab; this copy of the map is no longer updated');
+        var replacedNotice = noticeBox('velomar-link-notice velomar-replaced-notice', 'Velomar follows in a newer ' +
+            'copy of this map; this one is no longer updated');
+        var noTokenNotice = noticeBox('velomar-link-notice velomar-no-token-notice', 'This copy of the map was not ' +
+            'opened by Velomar and does not follow it; Velomar opens its own at start');
         function connect() {
             var ws;
             linkAttempts++;
@@ -482,13 +533,17 @@
                 mirror();
             };
             ws.onmessage = function (e) {
-                if (typeof e.data !== 'string')
-                    return;
+                var ran = false;
                 try {
-                    (0, eval)(e.data);
+                    ran = runMessage(e.data);
                 } catch (err) {
-                    errors.push(String(err));
+                    addError(String(err));
                     console.error('map: command failed: ' + err);
+                    return;
+                }
+                if (!ran) {
+                    ignored++;
+                    mirror();
                 }
             };
             ws.onclose = function (e) {
@@ -496,6 +551,9 @@
                 if (e.code === POLICY_VIOLATION) {
                     refused = true;
                     linkNotice.hidden = false;
+                } else if (e.code === REPLACED) {
+                    replaced = true;
+                    replacedNotice.hidden = false;
                 } else {
                     setTimeout(connect, 2000);
                 }
@@ -504,6 +562,8 @@
         }
         if (token)
             connect();
+        else if (!window.velomarEmbedded)
+            noTokenNotice.hidden = false;
         mirror();
     }
 
