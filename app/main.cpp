@@ -1,12 +1,12 @@
 // Velomar: start-up.
 
+#include "appfont.h"
 #include "config.h"
 #include "mainwindow.h"
 #include "media.h"
 
 #include <QApplication>
 #include <QDebug>
-#include <QFontDatabase>
 #include <QTextCodec>
 #include <QtQml/qqmldebug.h> // QML debugging on, as the build asks (QT_QML_DEBUG)
 
@@ -18,15 +18,8 @@ int main(int argc, char **argv)
     media::setLogLevel(media::LogOff);
     QApplication app(argc, argv);
 
-    const int fontId = QFontDatabase::addApplicationFont(Config::getInstance()->fontPath);
-    if (fontId != -1) {
-        const QStringList families = QFontDatabase::applicationFontFamilies(fontId);
-        if (!families.isEmpty()) {
-            QFont font(families.first());
-            font.setPointSize(12);
-            QApplication::setFont(font);
-        }
-    }
+    Config::getInstance(); // the resource paths, first
+    applyApplicationFont();
     qDebug() << "process name:" << argv[0];
 
     auto *window = new MainWindow(nullptr);

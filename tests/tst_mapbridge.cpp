@@ -8,6 +8,7 @@
 #include "maptest.h"
 #include "media.h"
 #include "mediatest.h"
+#include "waituntil.h"
 #include "windowfixture.h"
 
 #include <QComboBox>
@@ -15,6 +16,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QScreen>
 #include <QSignalSpy>
@@ -468,6 +470,41 @@ private slots:
         QVERIFY(played);
         QVERIFY(drawn);
         QCOMPARE(logged.filter("is not defined"), QStringList());
+    }
+
+    // A local program floods the server: one 4 MiB message, then 400
+    // connections opened and dropped. The window stays responsive, the
+    // big client is closed, every socket is freed, and the next client is
+    // greeted as ever.
+    void aFloodLeavesTheServerWhole()
+    {
+        auto descriptors = [] { return QDir("/proc/self/fd").count(); };
+        testwait::runFor(500);
+        const uint before = descriptors();
+        QProcess flood;
+        flood.start(VELOMAR_MAP_FLOOD, QStringList());
+        QElapsedTimer beat;
+        beat.start();
+        qint64 longestStall = 0;
+        while (flood.state() != QProcess::NotRunning || !flood.waitForFinished(0)) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+            longestStall = qMax(longestStall, beat.restart());
+            if (flood.state() == QProcess::NotRunning)
+                break;
+        }
+        const QString said = QString::fromLatin1(flood.readAllStandardOutput());
+        qInfo().noquote() << "flood:" << said.simplified()
+                          << "- longest stall of the window:" << longestStall << "ms";
+        // Closed by the server (-1: still open 20 s after sending).
+        QVERIFY2(said.contains("closed ") && !said.contains("closed -1"), qPrintable(said));
+        QVERIFY2(said.contains("opened 400"), qPrintable(said));
+        // Not a speed check: a stall this long would be a hang.
+        QVERIFY2(longestStall < 3000, qPrintable(QString::number(longestStall)));
+        QVERIFY2(
+            testwait::waitUntil([&] { return descriptors() <= before; }, 20000),
+            qPrintable(QStringLiteral("%1 descriptors, %2 before").arg(descriptors()).arg(before)));
+        Client next;
+        QTRY_COMPARE(next.messages, QStringList{"hello(0, 0);"});
     }
 
     void listensOnLoopbackOnly()

@@ -14,25 +14,6 @@ bool isWebLink(const QUrl &url)
     return url.scheme() == QLatin1String("https") || url.scheme() == QLatin1String("http");
 }
 
-// A page for a link that asks for a new window (a middle click): its one
-// navigation goes to the system browser.
-class LinkToDesktop : public QWebEnginePage
-{
-public:
-    using QWebEnginePage::QWebEnginePage;
-
-protected:
-    bool acceptNavigationRequest(const QUrl &url, NavigationType, bool) override
-    {
-        if (isWebLink(url))
-            QDesktopServices::openUrl(url);
-        else
-            qWarning().noquote() << "map view: refused to open" << url.toString();
-        deleteLater();
-        return false;
-    }
-};
-
 } // namespace
 
 MapPage::MapPage(const QStringList &pageFiles, QObject *parent) : QWebEnginePage(parent)
@@ -72,5 +53,6 @@ bool MapPage::acceptNavigationRequest(const QUrl &url, NavigationType type, bool
 
 QWebEnginePage *MapPage::createWindow(WebWindowType)
 {
-    return new LinkToDesktop(profile(), this);
+    qWarning() << "map view: refused to open a window";
+    return nullptr;
 }
