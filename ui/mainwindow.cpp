@@ -70,6 +70,10 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
     loadingDialog = new LoadingDialog;
     parseTimer = new QTimer;
     connect(parseTimer, SIGNAL(timeout()), this, SLOT(videoInfoParseEnd()));
+    mapRedrawTimer = new QTimer(this);
+    mapRedrawTimer->setSingleShot(true);
+    mapRedrawTimer->setInterval(16); // a frame
+    connect(mapRedrawTimer, &QTimer::timeout, this, &MainWindow::redrawMapNow);
 
     meter = new QMeter;
     auto *meterLayout = new QVBoxLayout;

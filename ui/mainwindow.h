@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QMainWindow>
 #include <QPointer>
 #include <QString>
@@ -117,7 +118,12 @@ private:
     void sendMapCommand(const QString &command); // the embedded page, then the browser copy
     void sendMapPoint(const char *command, const VideoInfo &sample);
     void sendTravelledLine(int upTo); // setLineNewPoint for each valid sample before upTo
-    double speedFactor() const;       // 1 for km/h, 0.6213712 for miles
+    // A seek's route and travelled line, drawn at most once a frame, and not
+    // before the page has run the last drawing; the last asked for always.
+    void redrawMapAt(int second);
+    void redrawMapNow();
+    class PageBatch;
+    double speedFactor() const; // 1 for km/h, 0.6213712 for miles
     void startMapServer();
 
     Ui::MainWindow *ui;
@@ -138,6 +144,11 @@ private:
     QString mapToken;                         // proves a browser page was opened by this run
     std::unique_ptr<BrowserPage> browserPage; // what the desktop opens for it
     bool mapPageLoaded = false;               // the embedded page can take commands
+    QStringList *pageBatch = nullptr;         // commands gathered for one script (PageBatch)
+    QTimer *mapRedrawTimer = nullptr;
+    int mapRedrawSecond = -1; // the seek still to be drawn
+    bool mapRedrawInFlight = false;
+    QElapsedTimer mapRedrawSent;
     media::VideoPreviewWidget *previewWidget = nullptr;
     bool autoPlayNext = false;
     bool initialized = false;

@@ -11,6 +11,8 @@
 #include <QDebug>
 #include <QHostAddress>
 #include <QMessageBox>
+#include <QPointer>
+#include <QTimer>
 #include <QWebEnginePage>
 #include <QWebEngineView>
 #include <QWebSocket>
@@ -71,10 +73,41 @@ void MainWindow::runRemoteScript(const QString &script)
     wsClient->sendTextMessage(script);
 }
 
+// Commands for the embedded page gathered into one script while it lives:
+// a route is thousands of commands, and each runJavaScript call costs the
+// GUI thread a message to the page. The browser copy still gets each
+// command as a message of its own, in the same order.
+class MainWindow::PageBatch
+{
+public:
+    explicit PageBatch(MainWindow *window) : window(window), outer(!window->pageBatch)
+    {
+        if (outer)
+            window->pageBatch = &commands;
+    }
+    ~PageBatch()
+    {
+        if (!outer)
+            return;
+        window->pageBatch = nullptr;
+        if (!commands.isEmpty() && window->webView && window->mapPageLoaded)
+            window->webView->page()->runJavaScript(commands.join(QLatin1Char('\n')));
+    }
+
+private:
+    MainWindow *window;
+    bool outer;
+    QStringList commands;
+};
+
 void MainWindow::sendMapCommand(const QString &command)
 {
-    if (webView && mapPageLoaded)
-        webView->page()->runJavaScript(command);
+    if (webView && mapPageLoaded) {
+        if (pageBatch)
+            pageBatch->append(command);
+        else
+            webView->page()->runJavaScript(command);
+    }
     runRemoteScript(command);
 }
 
@@ -91,6 +124,7 @@ void MainWindow::sendMapPoint(const char *command, const VideoInfo &sample)
 
 void MainWindow::sendTravelledLine(int upTo)
 {
+    PageBatch batch(this);
     if (upTo >= videoInfoParse->count)
         upTo = videoInfoParse->count - 1;
     for (int i = 0; i < upTo; ++i) {
@@ -102,6 +136,7 @@ void MainWindow::sendTravelledLine(int upTo)
 
 void MainWindow::drawGpsRoadMap()
 {
+    PageBatch batch(this);
     const VideoInfoParse &store = *videoInfoParse;
     if (!store.isParsed) {
         sendMapCommand("clrRTploy();");
@@ -122,6 +157,45 @@ void MainWindow::drawGpsRoadMap()
             sendMapPoint("gotoNextPoint", *sample);
         }
     }
+}
+
+void MainWindow::redrawMapAt(int second)
+{
+    mapRedrawSecond = second;
+    // A page still busy with the last drawing for long is taken as done: a
+    // reload drops what it was given.
+    if (mapRedrawInFlight && mapRedrawSent.elapsed() > 1000)
+        mapRedrawInFlight = false;
+    if (!mapRedrawInFlight && !mapRedrawTimer->isActive())
+        mapRedrawTimer->start();
+}
+
+void MainWindow::redrawMapNow()
+{
+    if (mapRedrawSecond < 0 || mapRedrawInFlight)
+        return;
+    const int second = mapRedrawSecond;
+    mapRedrawSecond = -1;
+    if (!videoOpen() || !videoInfoParse->isParsed)
+        return;
+    {
+        PageBatch batch(this);
+        drawGpsRoadMap();
+        sendTravelledLine(second);
+    }
+    if (!webView || !mapPageLoaded)
+        return;
+    // The next drawing waits until the page has run this one.
+    mapRedrawInFlight = true;
+    mapRedrawSent.start();
+    QPointer<MainWindow> self(this);
+    webView->page()->runJavaScript(QStringLiteral("0"), [self](const QVariant &) {
+        if (!self)
+            return;
+        self->mapRedrawInFlight = false;
+        if (self->mapRedrawSecond >= 0)
+            self->mapRedrawTimer->start();
+    });
 }
 
 void MainWindow::loadFinished(bool)

@@ -108,6 +108,7 @@ void MainWindow::videoPlayStopped()
         return;
     }
     opening = Opening::None;
+    mapRedrawSecond = -1; // a seek of the video that ended
     if (media::AudioOutput *audio = player->audio())
         audio->setVolume(0.0);
     if (previewWidget && !previewWidget->isHidden())
@@ -154,8 +155,10 @@ void MainWindow::seekBySlider(int s)
     previewWidget->show();
     if (!videoInfoParse->isParsed)
         return;
-    drawGpsRoadMap();
-    sendTravelledLine(s);
+    // A drag moves the slider many times a frame: the map follows at the
+    // pace the page keeps (the route drawn anew for every move stalled the
+    // window for seconds on an hour-long clip).
+    redrawMapAt(s);
 }
 
 void MainWindow::on_videoSlider_sliderMoved(int value)
