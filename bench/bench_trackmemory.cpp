@@ -30,7 +30,10 @@ double baselineMiB = 0;
 // line at a time.
 double peakMiB(const QString &video)
 {
-    const QByteArray tool = VELOMAR_TRACK_TOOL;
+    // Another build's tool may be measured on the same files.
+    const QByteArray tool = qEnvironmentVariableIsSet("VELOMAR_TRACK_TOOL")
+                                ? qgetenv("VELOMAR_TRACK_TOOL")
+                                : QByteArray(VELOMAR_TRACK_TOOL);
     const QByteArray path = QFile::encodeName(video);
     char *argv[] = {const_cast<char *>(tool.constData()), const_cast<char *>("dump"),
                     const_cast<char *>(path.constData()), nullptr};

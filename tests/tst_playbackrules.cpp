@@ -200,6 +200,43 @@ private slots:
         QCOMPARE(trackgen::readText(MainWindow::settingsPath()).toUtf8(), settingsBefore);
     }
 
+    // Without a media folder in the settings (the first run), the dialog
+    // opens in the user's Videos folder, or at home without one.
+    void theFirstOpenStartsInVideos()
+    {
+        window.reset();
+        const QByteArray settings = trackgen::readText(MainWindow::settingsPath()).toUtf8();
+        QFile::remove(MainWindow::settingsPath());
+        const QString videos = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
+        for (const bool withVideos : {true, false}) {
+            if (withVideos)
+                QVERIFY(QDir().mkpath(videos));
+            else
+                QVERIFY(QDir(videos).removeRecursively());
+            window = std::make_unique<MainWindow>();
+            window->show();
+            QString directory;
+            ModalWatcher watcher([&](QWidget *modal) {
+                auto *dialog = qobject_cast<QFileDialog *>(modal);
+                if (!dialog || !dialog->isVisible())
+                    return false;
+                directory = dialog->directory().absolutePath();
+                QTest::keyClick(dialog, Qt::Key_Escape);
+                return true;
+            });
+            QTest::mouseClick(child<QPushButton>("btnOpenFile"), Qt::LeftButton);
+            QTRY_VERIFY_WITH_TIMEOUT(watcher.done, 30000);
+            QCOMPARE(QDir(directory).canonicalPath(),
+                     QDir(withVideos ? videos : QDir::homePath()).canonicalPath());
+            window.reset();
+        }
+        QFile restore(MainWindow::settingsPath());
+        QVERIFY(restore.open(QIODevice::WriteOnly));
+        restore.write(settings);
+        restore.close();
+        window = std::make_unique<MainWindow>();
+    }
+
     void lowerCaseMovIsAddedAndPlays()
     {
         play({"lower.mov"});

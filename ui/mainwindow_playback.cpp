@@ -23,6 +23,7 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QSound>
+#include <QStandardPaths>
 #include <QTimer>
 #include <QUrl>
 #include <cstdlib>
@@ -32,7 +33,16 @@ void MainWindow::on_btnOpenFile_clicked()
     qDebug() << "on_btnOpenFile_clicked";
     QFileDialog dialog(this);
     qDebug() << mediaDir;
-    dialog.setDirectory(mediaDir);
+    // With no folder of its own yet (or one that is gone), the dialog would
+    // open at the list of drives: the user's Videos folder, or home, is
+    // where videos are.
+    QString start = mediaDir;
+    if (start.isEmpty() || !QDir(start).exists()) {
+        start = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
+        if (start.isEmpty() || !QDir(start).exists())
+            start = QDir::homePath();
+    }
+    dialog.setDirectory(start);
     dialog.setFileMode(QFileDialog::ExistingFiles);
     dialog.setNameFilters({"Video(*.MP4 *.MOV *.AVI)"});
     if (dialog.exec() != QDialog::Accepted)
