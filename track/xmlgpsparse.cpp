@@ -3,6 +3,8 @@
 // them (elements, text that is not only blanks, comments and processing
 // instructions), the others as lines of empty values. A stream keeps memory
 // at one chunk of the file, where a DOM of a 13 MB file took half a GB.
+// Attribute values are normalised as XML asks: a line break in one reads as
+// a blank, where the DOM parser kept it and so cut the track line in two.
 
 #include "xmlgpsparse.h"
 

@@ -148,14 +148,17 @@ void MainWindow::videoInfoParseEnd()
     parseTimer->stop();
     opening = Opening::None;
     if (afterParse == AfterParse::OpenSelected) {
-        if (const QListWidgetItem *item = ui->listVideo->currentItem()) {
+        const QListWidgetItem *item = ui->listVideo->currentItem();
+        if (!item) {
+            loadingDialog->hide(); // the newer choice left no entry to open
+            return;
+        }
+        if (item->text() != openingPath) {
             openVideo(item->text());
             return;
         }
     }
     loadingDialog->hide();
-    if (afterParse != AfterParse::Play)
-        return; // the newer choice left no entry to open
     // The file that was parsed, whatever the selection shows by now.
     ui->btnPlay->setText(language->get("TXT_BTN_PAUSE"));
     opening = Opening::Starting;
