@@ -220,6 +220,20 @@ private:
                  "the page did not connect");
     }
 
+    // The browser copy in Chromium (token "abc"), connected to the player's
+    // end; null, with the reason in the log, when it does not come.
+    std::unique_ptr<QWebSocket> browserCopyOnline(QWebSocketServer &server, Chromium &chromium)
+    {
+        QString why;
+        if (!listenAsThePlayer(server) ||
+            !chromium.start(pageUrl("Google-earth.html", "abc"), &why) ||
+            !maptest::waitUntil([&] { return server.hasPendingConnections(); }, 60000)) {
+            qWarning().noquote() << "the browser copy did not connect" << why;
+            return nullptr;
+        }
+        return std::unique_ptr<QWebSocket>(server.nextPendingConnection());
+    }
+
 private slots:
     void initTestCase()
     {
@@ -833,12 +847,9 @@ private slots:
     void theBrowserCopyTakesOnlyThePlayersCommands()
     {
         QWebSocketServer server("mappage", QWebSocketServer::NonSecureMode);
-        QVERIFY(listenAsThePlayer(server));
         Chromium chromium;
-        QString why;
-        QVERIFY2(chromium.start(pageUrl("Google-earth.html", "abc"), &why), qPrintable(why));
-        waitForConnection(server, 60000);
-        std::unique_ptr<QWebSocket> client(server.nextPendingConnection());
+        std::unique_ptr<QWebSocket> client = browserCopyOnline(server, chromium);
+        QVERIFY(client);
         const QStringList hostile{"window.pwned = 1;",
                                   "alert(1);",
                                   "hello(0, 0); window.pwned = 2;",
@@ -909,12 +920,9 @@ private slots:
     void browserCopyFollowsThePlayer()
     {
         QWebSocketServer server("mappage", QWebSocketServer::NonSecureMode);
-        QVERIFY(listenAsThePlayer(server));
         Chromium chromium;
-        QString why;
-        QVERIFY2(chromium.start(pageUrl("Google-earth.html", "abc"), &why), qPrintable(why));
-        waitForConnection(server, 60000);
-        std::unique_ptr<QWebSocket> client(server.nextPendingConnection());
+        std::unique_ptr<QWebSocket> client = browserCopyOnline(server, chromium);
+        QVERIFY(client);
         qInfo().noquote() << "Chromium's origin for a file:// page:" << client->origin();
         QCOMPARE(client->origin(), QStringLiteral("null"));
         QCOMPARE(client->requestUrl().path(), QStringLiteral("/"));
@@ -980,12 +988,9 @@ private slots:
     void browserCopyReconnects()
     {
         QWebSocketServer server("mappage", QWebSocketServer::NonSecureMode);
-        QVERIFY(listenAsThePlayer(server));
         Chromium chromium;
-        QString why;
-        QVERIFY2(chromium.start(pageUrl("Google-earth.html", "abc"), &why), qPrintable(why));
-        waitForConnection(server, 60000);
-        std::unique_ptr<QWebSocket> client(server.nextPendingConnection());
+        std::unique_ptr<QWebSocket> client = browserCopyOnline(server, chromium);
+        QVERIFY(client);
         client->sendTextMessage("hello(0, 0);");
         QVERIFY(maptest::waitUntil(
             [&] { return chromium.domState().value("helloCount").toInt() == 1; }, 30000));

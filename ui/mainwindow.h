@@ -149,6 +149,7 @@ private:
     int mapRedrawSecond = -1; // the seek still to be drawn
     bool mapRedrawInFlight = false;
     QElapsedTimer mapRedrawSent;
+    std::shared_ptr<bool> windowAlive = std::make_shared<bool>(true); // gone before the widgets
     media::VideoPreviewWidget *previewWidget = nullptr;
     bool autoPlayNext = false;
     bool initialized = false;

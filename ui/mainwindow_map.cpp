@@ -11,7 +11,6 @@
 #include <QDebug>
 #include <QHostAddress>
 #include <QMessageBox>
-#include <QPointer>
 #include <QTimer>
 #include <QWebEnginePage>
 #include <QWebEngineView>
@@ -56,9 +55,12 @@ void MainWindow::onNewConnection()
         socket->setMaxAllowedIncomingMessageSize(maplink::maxClientMessageBytes);
         // Only the newest client is fed; the one it replaces is let go.
         // (Kept open before, it stayed allocated for the whole run.)
-        if (wsClient)
+        if (wsClient) {
             wsClient->close(QWebSocketProtocol::CloseCode(maplink::replacedCloseCode),
                             QStringLiteral("a newer map page took over"));
+            // Freed also when the peer never answers the close.
+            QTimer::singleShot(5000, wsClient.data(), &QObject::deleteLater);
+        }
         wsClient = socket;
         wsClient->sendTextMessage("hello(0, 0);");
     }
@@ -188,13 +190,15 @@ void MainWindow::redrawMapNow()
     // The next drawing waits until the page has run this one.
     mapRedrawInFlight = true;
     mapRedrawSent.start();
-    QPointer<MainWindow> self(this);
-    webView->page()->runJavaScript(QStringLiteral("0"), [self](const QVariant &) {
-        if (!self)
+    // The page outlives the window's own members: its callbacks run even
+    // while the window is being destroyed.
+    const std::weak_ptr<bool> alive = windowAlive;
+    webView->page()->runJavaScript(QStringLiteral("0"), [this, alive](const QVariant &) {
+        if (alive.expired())
             return;
-        self->mapRedrawInFlight = false;
-        if (self->mapRedrawSecond >= 0)
-            self->mapRedrawTimer->start();
+        mapRedrawInFlight = false;
+        if (mapRedrawSecond >= 0)
+            mapRedrawTimer->start();
     });
 }
 
