@@ -15,6 +15,7 @@
 #include "desktopurls.h"
 #include "mainwindow.h"
 #include "media.h"
+#include "mediatest.h"
 #include "trackgen.h"
 #include "videooutput.h"
 #include "waituntil.h"
@@ -228,16 +229,8 @@ QString hourClip()
     for (const trackgen::Fix &f : trackgen::drive(3600))
         rmc << trackgen::rmcLine(f);
     trackgen::writeText(QDir(clipDir).filePath("hour.TXT"), rmc.join('\n') + '\n');
-    QProcess ffmpeg;
-    ffmpeg.setStandardInputFile(QProcess::nullDevice());
-    ffmpeg.start(trackgen::ffmpegPath(),
-                 {"-y", "-v", "error", "-f", "lavfi", "-i",
-                  "testsrc=size=64x36:rate=2:duration=3600", "-c:v", "libx264", "-preset",
-                  "ultrafast", "-g", "20", "-pix_fmt", "yuv420p", path + ".part.MP4"});
-    if (!ffmpeg.waitForFinished(600000) || ffmpeg.exitCode() != 0) {
-        qWarning().noquote() << "cannot make" << path << ffmpeg.readAllStandardError();
+    if (!mediatest::makeAvClip(path + ".part.MP4", 3600, false, "64x36"))
         return QString();
-    }
     QFile::rename(path + ".part.MP4", path);
     return path;
 }

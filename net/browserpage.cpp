@@ -4,8 +4,6 @@
 
 #include <QDebug>
 #include <QDir>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QSaveFile>
 #include <QStandardPaths>
 #include <QUrl>
@@ -15,18 +13,16 @@ BrowserPage::~BrowserPage() = default;
 
 QByteArray BrowserPage::html(const QUrl &target)
 {
+    // Percent-encoded, the URL holds no quote, backslash or angle bracket:
+    // it stands as it is in a script string, and with its "&" escaped in an
+    // attribute.
     const QString url = QString::fromLatin1(target.toEncoded());
-    // As a JavaScript string: a JSON array of one, without its brackets.
-    QString quoted =
-        QString::fromUtf8(QJsonDocument(QJsonArray{url}).toJson(QJsonDocument::Compact));
-    quoted = quoted.mid(1, quoted.size() - 2).replace(QLatin1String("</"), QLatin1String("<\\/"));
-    const QString attribute = url.toHtmlEscaped();
     return QStringLiteral("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
                           "<title>Velomar map</title>\n"
                           "<meta http-equiv=\"refresh\" content=\"0; url=%1\">\n"
-                          "<script>location.replace(%2);</script>\n</head>\n"
+                          "<script>location.replace(\"%2\");</script>\n</head>\n"
                           "<body><p><a href=\"%1\">Open the Velomar map</a></p></body>\n</html>\n")
-        .arg(attribute, quoted)
+        .arg(url.toHtmlEscaped(), url)
         .toUtf8();
 }
 

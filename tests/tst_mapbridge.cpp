@@ -88,6 +88,12 @@ class MapBridgeTest : public QObject
         windowfixture::drop(window.get(), {scratch->path(name)});
         QTRY_VERIFY_WITH_TIMEOUT(player()->isPlaying(), 20000);
     }
+    // Plays the eight-second clip until the client has its route.
+    void playLong(const Client &client)
+    {
+        play("long.MP4");
+        QTRY_VERIFY(client.messages.filter("setEndPoint").size() == 1);
+    }
     // Until the window has brought the page up to date (its loadFinished),
     // a client that connects may still receive that.
     void waitForPageLoaded()
@@ -270,8 +276,7 @@ private slots:
     void seekBeforeAnyHoverMovesTheVideoOnly()
     {
         Client client;
-        play("long.MP4");
-        QTRY_VERIFY(client.messages.filter("setEndPoint").size() == 1);
+        playLong(client);
         const int before = client.messages.size();
         window->seekBySlider(5);
         QTRY_VERIFY_WITH_TIMEOUT(player()->position() >= 5000, 5000);
@@ -283,8 +288,7 @@ private slots:
     void seekAfterHoverRebuildsTheLine()
     {
         Client client;
-        play("long.MP4");
-        QTRY_VERIFY(client.messages.filter("setEndPoint").size() == 1);
+        playLong(client);
         window->onTimeSliderHover(10, 2);
         const int before = client.messages.size();
         window->seekBySlider(4);
@@ -308,8 +312,7 @@ private slots:
     void aDragDrawsTheRouteOnceAFrame()
     {
         Client client;
-        play("long.MP4");
-        QTRY_VERIFY(client.messages.filter("setEndPoint").size() == 1);
+        playLong(client);
         window->onTimeSliderHover(10, 2);
         const int before = client.messages.size();
         // Sixty moves within one frame.

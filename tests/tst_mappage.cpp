@@ -31,6 +31,7 @@
 #include "maptest.h"
 
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <unistd.h>
 
@@ -218,6 +219,21 @@ private:
     {
         QVERIFY2(maptest::waitUntil([&] { return server.hasPendingConnections(); }, ms),
                  "the page did not connect");
+    }
+
+    // The page's state in Chromium once `done` holds for it (the last state
+    // seen otherwise).
+    static QJsonObject domStateOnce(Chromium &chromium,
+                                    const std::function<bool(const QJsonObject &)> &done)
+    {
+        QJsonObject s;
+        maptest::waitUntil(
+            [&] {
+                s = chromium.domState();
+                return done(s);
+            },
+            60000);
+        return s;
     }
 
     // The browser copy in Chromium (token "abc"), connected to the player's
@@ -880,14 +896,9 @@ private slots:
                                    "setLineNewPoint(22.5, 113.9);"};
         for (const QString &c : commands)
             client->sendTextMessage(c);
-        QJsonObject s;
-        QVERIFY2(maptest::waitUntil(
-                     [&] {
-                         s = chromium.domState();
-                         return s.value("travelledCount").toInt() == 1;
-                     },
-                     30000),
-                 QJsonDocument(s).toJson().constData());
+        const QJsonObject s = domStateOnce(
+            chromium, [](const QJsonObject &s) { return s.value("travelledCount").toInt() == 1; });
+        QVERIFY2(s.value("travelledCount").toInt() == 1, QJsonDocument(s).toJson().constData());
         QCOMPARE(s.value("ignored").toInt(), hostile.size() + 1);
         QCOMPARE(chromium.evaluate("typeof window.pwned").toString(), QString("undefined"));
         QStringList logged = commands; // as numbers, written back by the page
@@ -936,15 +947,11 @@ private slots:
             commands << command("setLineNewPoint", track[i].lat, track[i].lon);
         for (const QString &c : commands)
             client->sendTextMessage(c);
-        QJsonObject s;
-        QVERIFY2(maptest::waitUntil(
-                     [&] {
-                         s = chromium.domState();
-                         return s.value("travelledCount").toInt() == 70 &&
-                                s.value("pending").toInt() == 0;
-                     },
-                     60000),
-                 QJsonDocument(s).toJson().constData());
+        auto drawn = [](const QJsonObject &s) {
+            return s.value("travelledCount").toInt() == 70 && s.value("pending").toInt() == 0;
+        };
+        const QJsonObject s = domStateOnce(chromium, drawn);
+        QVERIFY2(drawn(s), QJsonDocument(s).toJson().constData());
         QCOMPARE(s.value("helloCount").toInt(), 1);
         QCOMPARE(s.value("routeCount").toInt(), track.size());
         QCOMPARE(s.value("start").toArray(), (QJsonArray{track.first().lat, track.first().lon}));

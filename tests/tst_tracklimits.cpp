@@ -11,24 +11,25 @@
 
 namespace {
 
+// `count` copies of the line, each ended by a line end.
+QByteArray repeated(const QString &line, int count)
+{
+    const QByteArray bytes = line.toLatin1() + '\n';
+    QByteArray all;
+    all.reserve(bytes.size() * count);
+    for (int i = 0; i < count; ++i)
+        all += bytes;
+    return all;
+}
+
 QByteArray convertedLines(int count)
 {
-    const QByteArray line = trackgen::convertedLine(trackgen::drive(1)[0]).toLatin1() + '\n';
-    QByteArray bytes;
-    bytes.reserve(line.size() * count);
-    for (int i = 0; i < count; ++i)
-        bytes += line;
-    return bytes;
+    return repeated(trackgen::convertedLine(trackgen::drive(1)[0]), count);
 }
 
 QByteArray infoLines(int count)
 {
-    const QByteArray line = trackgen::infoLine(trackgen::drive(1)[0]).toLatin1() + '\n';
-    QByteArray bytes;
-    bytes.reserve(line.size() * count);
-    for (int i = 0; i < count; ++i)
-        bytes += line;
-    return bytes;
+    return repeated(trackgen::infoLine(trackgen::drive(1)[0]), count);
 }
 
 // A file of `size` bytes that takes no room on disk.

@@ -38,13 +38,11 @@ bool commit(QSaveFile &file, const char *who)
     return false;
 }
 
-bool write(const QString &path, const QByteArray &content, const char *who)
+std::unique_ptr<QSaveFile> replace(const QString &path, const char *who)
 {
-    const std::unique_ptr<QSaveFile> file = create(path, who);
-    if (!file)
-        return false;
-    file->write(content);
-    return commit(*file, who);
+    if (!isLink(path) && QFile::exists(path))
+        QFile::remove(path);
+    return create(path, who);
 }
 
 bool copy(const QString &from, const QString &to, const char *who)

@@ -22,8 +22,10 @@ std::unique_ptr<QSaveFile> create(const QString &path, const char *who);
 // and then nothing is left.
 bool commit(QSaveFile &file, const char *who);
 
-// create(), write, commit() in one.
-bool write(const QString &path, const QByteArray &content, const char *who);
+// create() for an output that replaces what is at path: a file there is
+// removed first, so that a failed conversion leaves nothing; a link there
+// is refused and left as it is.
+std::unique_ptr<QSaveFile> replace(const QString &path, const char *who);
 
 // The file at `from` written to `to` as above, a chunk at a time.
 bool copy(const QString &from, const QString &to, const char *who);

@@ -16,19 +16,11 @@ bool SrtParse::parseFile(QString srtPath, QString outPath)
 
 bool SrtParse::LoadSrt(QString srtPath, QString outPath)
 {
-    if (sidefile::isLink(outPath)) {
-        qWarning().noquote() << "SRT: refused to write" << outPath << "- it is a symbolic link";
-        return false;
-    }
-    if (QFile::exists(outPath))
-        QFile::remove(outPath);
-    if (!QFile::exists(srtPath) || !tracklimits::fileSizeAcceptable(srtPath, "SRT"))
+    const std::unique_ptr<QSaveFile> out = sidefile::replace(outPath, "SRT");
+    if (!out || !QFile::exists(srtPath) || !tracklimits::fileSizeAcceptable(srtPath, "SRT"))
         return false;
     LineReader input(LineReader::KeepEmpty);
     if (!input.open(srtPath))
-        return false;
-    const std::unique_ptr<QSaveFile> out = sidefile::create(outPath, "SRT");
-    if (!out)
         return false;
 
     QTextStream output(out.get());

@@ -129,13 +129,7 @@ private:
 // trusts it.
 bool convert(QXmlStreamReader &xml, const std::function<bool()> &more, const QString &outPath)
 {
-    if (sidefile::isLink(outPath)) {
-        qWarning().noquote() << "GPX: refused to write" << outPath << "- it is a symbolic link";
-        return false;
-    }
-    if (QFile::exists(outPath))
-        QFile::remove(outPath);
-    const std::unique_ptr<QSaveFile> file = sidefile::create(outPath, "GPX");
+    const std::unique_ptr<QSaveFile> file = sidefile::replace(outPath, "GPX");
     if (!file)
         return false;
     QTextStream out(file.get());

@@ -122,6 +122,7 @@ private:
     // before the page has run the last drawing; the last asked for always.
     void redrawMapAt(int second);
     void redrawMapNow();
+    bool mapRedrawInFlight() const;
     class PageBatch;
     double speedFactor() const; // 1 for km/h, 0.6213712 for miles
     void startMapServer();
@@ -146,9 +147,8 @@ private:
     bool mapPageLoaded = false;               // the embedded page can take commands
     QStringList *pageBatch = nullptr;         // commands gathered for one script (PageBatch)
     QTimer *mapRedrawTimer = nullptr;
-    int mapRedrawSecond = -1; // the seek still to be drawn
-    bool mapRedrawInFlight = false;
-    QElapsedTimer mapRedrawSent;
+    int mapRedrawSecond = -1;    // the seek still to be drawn
+    QElapsedTimer mapRedrawSent; // valid while the page has not run the last drawing
     std::shared_ptr<bool> windowAlive = std::make_shared<bool>(true); // gone before the widgets
     media::VideoPreviewWidget *previewWidget = nullptr;
     bool autoPlayNext = false;

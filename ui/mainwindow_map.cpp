@@ -161,20 +161,23 @@ void MainWindow::drawGpsRoadMap()
     }
 }
 
+bool MainWindow::mapRedrawInFlight() const
+{
+    // A page still busy with the last drawing after a second is taken as
+    // done: a reload drops what it was given, and its answer with it.
+    return mapRedrawSent.isValid() && mapRedrawSent.elapsed() < 1000;
+}
+
 void MainWindow::redrawMapAt(int second)
 {
     mapRedrawSecond = second;
-    // A page still busy with the last drawing for long is taken as done: a
-    // reload drops what it was given.
-    if (mapRedrawInFlight && mapRedrawSent.elapsed() > 1000)
-        mapRedrawInFlight = false;
-    if (!mapRedrawInFlight && !mapRedrawTimer->isActive())
+    if (!mapRedrawInFlight() && !mapRedrawTimer->isActive())
         mapRedrawTimer->start();
 }
 
 void MainWindow::redrawMapNow()
 {
-    if (mapRedrawSecond < 0 || mapRedrawInFlight)
+    if (mapRedrawSecond < 0 || mapRedrawInFlight())
         return;
     const int second = mapRedrawSecond;
     mapRedrawSecond = -1;
@@ -187,16 +190,15 @@ void MainWindow::redrawMapNow()
     }
     if (!webView || !mapPageLoaded)
         return;
-    // The next drawing waits until the page has run this one.
-    mapRedrawInFlight = true;
+    // The next drawing waits until the page has run this one. The page
+    // outlives the window's own members: its answer may come while the
+    // window is being destroyed.
     mapRedrawSent.start();
-    // The page outlives the window's own members: its callbacks run even
-    // while the window is being destroyed.
     const std::weak_ptr<bool> alive = windowAlive;
     webView->page()->runJavaScript(QStringLiteral("0"), [this, alive](const QVariant &) {
         if (alive.expired())
             return;
-        mapRedrawInFlight = false;
+        mapRedrawSent.invalidate();
         if (mapRedrawSecond >= 0)
             mapRedrawTimer->start();
     });

@@ -5,48 +5,22 @@
 
 #include "appfont.h"
 #include "avplayer.h"
+#include "desktopurls.h"
 #include "mainwindow.h"
 #include "media.h"
+#include "waituntil.h"
+#include "windowfixture.h"
 
 #include <QApplication>
-#include <QDesktopServices>
-#include <QDropEvent>
-#include <QElapsedTimer>
 #include <QFileInfo>
-#include <QMimeData>
 #include <QScreen>
 #include <QSlider>
 #include <QTemporaryDir>
-#include <QUrl>
 #include <QWebEnginePage>
 #include <QWebEngineView>
-#include <functional>
 #include <iostream>
 
-namespace {
-
-bool waitFor(const std::function<bool()> &done, int ms)
-{
-    QElapsedTimer t;
-    t.start();
-    while (!done()) {
-        if (t.elapsed() > ms)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
-
-// Takes what the window hands the desktop (the browser copy of the map), so
-// no browser starts.
-class NoDesktop : public QObject
-{
-    Q_OBJECT
-public slots:
-    void open(const QUrl &) {}
-};
-
-} // namespace
+using testwait::waitUntil;
 
 int main(int argc, char **argv)
 {
@@ -69,8 +43,7 @@ int main(int argc, char **argv)
     }
     const int second = args.size() == 4 ? args[3].toInt() : 40;
     applyApplicationFont();
-    NoDesktop desktop;
-    QDesktopServices::setUrlHandler("file", &desktop, "open");
+    DesktopUrls desktop; // no browser starts for the browser copy of the map
 
     MainWindow window;
     window.setWindowFlags(window.windowFlags() & ~Qt::WindowMaximizeButtonHint &
@@ -80,11 +53,8 @@ int main(int argc, char **argv)
     auto *slider = window.findChild<QSlider *>("videoSlider");
     auto *view = window.findChild<QWebEngineView *>();
 
-    QMimeData data;
-    data.setUrls({QUrl::fromLocalFile(QFileInfo(args[1]).absoluteFilePath())});
-    QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    static_cast<QObject &>(window).event(&drop); // as the drag manager hands it over
-    if (!waitFor([&] { return player->isPlaying() && slider->value() >= second; }, 120000)) {
+    windowfixture::drop(&window, {QFileInfo(args[1]).absoluteFilePath()});
+    if (!waitUntil([&] { return player->isPlaying() && slider->value() >= second; }, 120000)) {
         std::cerr << "velomar-screenshot: the video did not play to second " << second
                   << " (playing: " << player->isPlaying() << ", at " << slider->value() << ")\n";
         return 1;
@@ -92,13 +62,11 @@ int main(int argc, char **argv)
     player->pause(true);
     bool drawn = false;
     view->page()->runJavaScript("velomarFlush(); 0", [&](const QVariant &) { drawn = true; });
-    waitFor([&] { return drawn; }, 30000);
-    waitFor([] { return false; }, 1500); // the map's last frame, the tile notice
+    waitUntil([&] { return drawn; }, 30000);
+    testwait::runFor(1500); // the map's last frame, the tile notice
     if (!window.screen()->grabWindow(window.winId()).save(args[2])) {
         std::cerr << "velomar-screenshot: cannot write " << args[2].toStdString() << '\n';
         return 1;
     }
     return 0;
 }
-
-#include "main.moc"
