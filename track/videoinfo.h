@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <limits>
 
 // One track sample: the fix of one second of video. Latitude and longitude
 // are magnitudes when the hemisphere flags carry the sign (NMEA sources).
@@ -14,6 +15,13 @@ struct VideoInfo
     int isEast = 0;
     double speed = 0.0; // km/h
     int valid = 0;
+
+    // Kept beside the fix where the video carries them (NaN where not); the
+    // dashboard does not show them.
+    static constexpr double none = std::numeric_limits<double>::quiet_NaN();
+    double altitude = none;               // m
+    double course = none;                 // degrees from north
+    double accel[3] = {none, none, none}; // g
 
     // An invalid sample still holds its second, with neutral values.
     void makePlaceholder()

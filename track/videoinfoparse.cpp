@@ -3,6 +3,7 @@
 #include "srtparse.h"
 #include "xmlgpsparse.h"
 
+#include <QDebug>
 #include <QFile>
 #include <QtGlobal>
 #include <cmath>
@@ -60,6 +61,7 @@ double VideoInfoParse::get2PointDistance(double lat1, double lon1, double lat2, 
 
 int VideoInfoParse::parseFile(QString videoPath)
 {
+    const QString asked = videoPath;
     int r = parseFileImpl(videoPath);
     if (r < 0) {
         const int dot = videoPath.lastIndexOf('.');
@@ -68,6 +70,9 @@ int VideoInfoParse::parseFile(QString videoPath)
             r = parseFileImpl(videoPath);
         }
     }
+    qInfo().noquote() << QStringLiteral("track of %1: %2 from %3")
+                             .arg(asked, r < 0 ? QStringLiteral("none") : QStringLiteral("read"),
+                                  source.isEmpty() ? QStringLiteral("no source") : source);
     return r;
 }
 
@@ -77,9 +82,12 @@ int VideoInfoParse::parseFileImpl(QString videoPath)
     const QString base = dot < 0 ? videoPath : videoPath.left(dot);
 
     resetVideoInfo();
+    source.clear();
+    clock.clear();
 
     // A camera ".info" is authoritative: nothing else is tried beside it.
     if (QFile::exists(base + ".info")) {
+        source = QStringLiteral("info");
         const int r = parseMarlGpsInfoFile(base + ".info");
         if (r < 0)
             resetVideoInfo();
@@ -87,15 +95,26 @@ int VideoInfoParse::parseFileImpl(QString videoPath)
     }
 
     QString track = base + ".TXT";
-    if (!QFile::exists(track))
+    source = QStringLiteral("nmea");
+    if (!QFile::exists(track)) {
         track = base + ".map";
+        source = QStringLiteral("map");
+    }
     if (!QFile::exists(track)) {
         if (QFile::exists(base + ".GPX")) {
+            source = QStringLiteral("gpx");
             // Writes the ".map" but reports false: it is read from the next
             // opening on.
             if (!XmlGpsParse::parseFile(base + ".GPX", track))
                 return -1;
         } else {
+            // The video's own layout, read in place: nothing is written
+            // beside it and ffmpeg is not started.
+            const int own = parseEmbeddedTrack(videoPath);
+            if (own <= 0)
+                return own;
+            source = QStringLiteral("subtitle");
+            clock.clear();
             if (parseSubtitleTrack(videoPath, track) < 0) {
                 resetVideoInfo();
                 return -1;

@@ -26,6 +26,12 @@ public:
     double totalDistance = 0.0;          // metres while filling, km once parsed
     int isParsed = 0;
     int count = 0;
+    // Where the last lookup took the track from: "info", "nmea", "map",
+    // "gpx", "subtitle", or the layout inside the video ("gpmf", ...).
+    QString source;
+    // Which clock the samples' date and time read: "utc", "local", "camera"
+    // (the file's creation time counted on) or empty when unknown.
+    QString clock;
 
     void resetVideoInfo();
 
@@ -35,6 +41,11 @@ public:
     // Track source lookup for a video, with the "...B" to "...A" fallback.
     int parseFile(QString videoPath);
     int parseFileImpl(QString videoPath);
+
+    // The track the video keeps inside its container, in one of the
+    // cameras' layouts (or a DJI flight record beside it): 0 read, -1
+    // refused, 1 when there is none and the subtitle path should look.
+    int parseEmbeddedTrack(const QString &videoPath);
 
     // Readers. Each expects resetVideoInfo() just before.
     int parseGpsInfoFile(QString path);     // NMEA $GPRMC and converted lines

@@ -2,6 +2,7 @@
 // line. "dump" shows the store as the player sees it; "export" writes the
 // valid samples in common formats.
 
+#include "embedded/telemetry.h"
 #include "exporters.h"
 #include "jsonwriter.h"
 #include "videoinfoparse.h"
@@ -21,15 +22,21 @@ const char *usage =
     "  velomar-track dump VIDEO\n"
     "      Looks up the track of VIDEO exactly as the player does (this may write\n"
     "      a .map file beside it) and prints the store as one JSON object:\n"
-    "      result, isParsed, count, maxSpeed, avgSpeed (km/h), totalDistance (km)\n"
-    "      and every sample by second, also when the lookup failed.\n"
+    "      result, source, clock, isParsed, count, maxSpeed, avgSpeed (km/h),\n"
+    "      totalDistance (km) and every sample by second, also when the lookup\n"
+    "      failed. source is one of info, nmea, map, gpx, subtitle, or the layout\n"
+    "      inside the video (see formats); clock says which clock the samples'\n"
+    "      times read where the video knows: utc, local or camera.\n"
     "  velomar-track export VIDEO --format gpx|csv|geojson|kml [-o FILE]\n"
     "      Writes the valid samples with signed coordinates, the time and the\n"
     "      speed in km/h, to FILE or to standard output.\n"
+    "  velomar-track formats\n"
+    "      Lists the layouts of GPS inside videos that are read, by source name.\n"
     "  velomar-track --help\n"
     "\n"
     "Track sources beside VIDEO, first found wins: NAME.info, NAME.TXT, NAME.map,\n"
-    "NAME.GPX, else the video's first subtitle stream. A ...B video without a\n"
+    "NAME.GPX, a DJI flight record NAME.SRT, the track inside the video in one of\n"
+    "the cameras' layouts, else the video's first subtitle stream. A ...B video without a\n"
     "track borrows the track of its ...A twin.\n"
     "Exit status: 0 done, 1 the output could not be written, 2 bad arguments or no track.\n"
     "Set VELOMAR_DEBUG=1 to see the readers' debug messages.\n";
@@ -50,7 +57,8 @@ void quietDebug(QtMsgType type, const QMessageLogContext &, const QString &messa
 // Written a sample at a time: a day-long store is tens of megabytes of JSON.
 void dumpJson(int result, const VideoInfoParse &store, std::ostream &os)
 {
-    os << "{\"result\": " << result << ", \"isParsed\": " << store.isParsed
+    os << "{\"result\": " << result << ", \"source\": " << out::jsonString(store.source)
+       << ", \"clock\": " << out::jsonString(store.clock) << ", \"isParsed\": " << store.isParsed
        << ", \"count\": " << store.count << ", \"maxSpeed\": " << out::number(store.maxSpeed)
        << ", \"avgSpeed\": " << out::number(store.avgSpeed)
        << ", \"totalDistance\": " << out::number(store.totalDistance) << ", \"samples\": [";
@@ -61,7 +69,16 @@ void dumpJson(int result, const VideoInfoParse &store, std::ostream &os)
            << ", \"date\": " << out::jsonString(s.date) << ", \"time\": " << out::jsonString(s.time)
            << ", \"latitude\": " << out::number(s.latitude) << ", \"isNorth\": " << s.isNorth
            << ", \"longitude\": " << out::number(s.longitude) << ", \"isEast\": " << s.isEast
-           << ", \"speed\": " << out::number(s.speed) << ", \"valid\": " << s.valid << "}";
+           << ", \"speed\": " << out::number(s.speed) << ", \"valid\": " << s.valid;
+        // What some layouts carry besides the fix.
+        if (std::isfinite(s.altitude))
+            os << ", \"altitude\": " << out::number(s.altitude);
+        if (std::isfinite(s.course))
+            os << ", \"course\": " << out::number(s.course);
+        if (std::isfinite(s.accel[0]))
+            os << ", \"accel\": [" << out::number(s.accel[0]) << ", " << out::number(s.accel[1])
+               << ", " << out::number(s.accel[2]) << "]";
+        os << "}";
         first = false;
     }
     os << "]}\n";
@@ -150,6 +167,16 @@ int main(int argc, char **argv)
         return std::cout << usage, 0;
 
     const QString command = args[0];
+    if (command == "formats") {
+        QStringList seen;
+        for (const embedded::LayoutReader *r : embedded::layoutReaders()) {
+            if (seen.contains(r->source()))
+                continue;
+            seen << r->source();
+            std::cout << r->source() << "\t" << r->description() << '\n';
+        }
+        return 0;
+    }
     if (command != "dump" && command != "export")
         return fail("unknown command \"" + command + "\" (see --help)");
     if (args.size() < 2)

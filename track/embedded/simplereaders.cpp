@@ -1,0 +1,306 @@
+#include "simplereaders.h"
+
+#include "container.h"
+#include "nmeasentence.h"
+#include "tracklimits.h"
+#include "videoinfoparse.h"
+
+#include <QDebug>
+#include <QRegularExpression>
+
+namespace embedded {
+
+QByteArray sampleText(const QByteArray &sample)
+{
+    Bytes b(sample);
+    const int length = b.u16(0);
+    if (b.ok && length == sample.size() - 2)
+        return sample.mid(2);
+    if (b.ok && length < sample.size() - 2)
+        return sample.mid(2, length); // style boxes may follow the text
+    return sample;
+}
+
+bool isTextTrack(const TrackInfo &t)
+{
+    return t.format == fourcc("tx3g") || t.format == fourcc("text") ||
+           t.handler == fourcc("text") || t.handler == fourcc("sbtl") ||
+           t.handler == fourcc("subt");
+}
+
+namespace {
+
+// Calls `each` on the samples of the tracks that pass `wanted`, with their
+// bytes, until one track's samples are taken: `each` returning false on a
+// sample says the track is not of this layout after all.
+template <typename Wanted, typename Each>
+Outcome eachSample(Container &file, Telemetry &out, Wanted wanted, Each each)
+{
+    for (const TrackInfo &t : qAsConst(file.tracks)) {
+        if (!wanted(t))
+            continue;
+        QVector<Sample> samples;
+        if (!file.samples(t, samples)) {
+            out.error = file.error();
+            return Outcome::Refused;
+        }
+        QByteArray data;
+        bool taken = true;
+        for (const Sample &s : qAsConst(samples)) {
+            if (!file.io.read(s.offset, qMin<qint64>(s.size, 1 << 20), data)) {
+                out.error = file.error();
+                return Outcome::Refused;
+            }
+            if (!each(s, data)) {
+                taken = false;
+                break;
+            }
+        }
+        if (taken && !samples.isEmpty())
+            return Outcome::Read;
+    }
+    return Outcome::Absent;
+}
+
+} // namespace
+
+// ---- BlackVue ------------------------------------------------------------
+
+const char *BlackVueReader::description() const
+{
+    return "BlackVue: NMEA lines with millisecond stamps in the free box (DR590 to DR970X)";
+}
+
+void BlackVueReader::decode(const QByteArray &lines, QVector<Fix> &fixes)
+{
+    static const QRegularExpression stamped(QStringLiteral("^\\[(\\d{10,16})\\](.*)$"));
+    qint64 first = -1;
+    for (const QByteArray &raw : lines.split('\n')) {
+        const QRegularExpressionMatch m = stamped.match(QString::fromLatin1(raw).trimmed());
+        if (!m.hasMatch())
+            continue;
+        const qint64 ms = m.capturedRef(1).toLongLong();
+        Fix fix;
+        const QString sentence = m.captured(2);
+        if (nmea::readRmc(sentence, fix, nmea::Checksum::IfPresent)) {
+            if (first < 0)
+                first = ms;
+            fix.at = double(ms - first) / 1000.0;
+            fixes.append(fix);
+            if (fixes.size() > 20 * tracklimits::maxSamples)
+                return;
+        } else if (!fixes.isEmpty() &&
+                   std::abs(ms - first - qint64(fixes.last().at * 1000)) < 500) {
+            nmea::readGga(sentence, fixes.last(), nmea::Checksum::IfPresent);
+        }
+    }
+}
+
+Outcome BlackVueReader::read(Container &file, Telemetry &out)
+{
+    out.source = source();
+    out.clock = Clock::Utc;
+    for (const Box &free : qAsConst(file.top)) {
+        if (free.type != fourcc("free") || free.payloadSize() < 8)
+            continue;
+        QVector<Box> children;
+        file.io.children(free, children); // other writers fill free boxes with anything
+        for (const Box &c : qAsConst(children)) {
+            if (c.type != fourcc("gps "))
+                continue;
+            QByteArray lines;
+            if (!file.io.payload(c, lines)) {
+                out.error = file.error();
+                return Outcome::Refused;
+            }
+            decode(lines, out.fixes);
+            if (out.fixes.isEmpty()) {
+                out.error = QStringLiteral("BlackVue gps box at offset %1 holds no NMEA line")
+                                .arg(c.offset);
+                return Outcome::Refused;
+            }
+            return Outcome::Read;
+        }
+    }
+    return Outcome::Absent;
+}
+
+// ---- CAMM ----------------------------------------------------------------
+
+const char *CammReader::description() const
+{
+    return "Google CAMM metadata track, packets 5 and 6: Insta360 exports, some action cams";
+}
+
+bool CammReader::decode(const QByteArray &sample, double at, QVector<Fix> &fixes)
+{
+    // Packet sizes by type, the 4-byte header included.
+    static const int sizes[] = {0, 12, 16, 16, 16, 28, 60, 16};
+    Bytes b(sample);
+    int pos = 0;
+    while (pos + 4 <= sample.size()) {
+        const int type = b.u16le(pos + 2);
+        if (type < 1 || type > 7 || pos + sizes[type] > sample.size())
+            return false;
+        if (type == 5 || type == 6) {
+            Fix f;
+            f.at = at;
+            if (type == 5) {
+                f.latitude = b.f64le(pos + 4);
+                f.longitude = b.f64le(pos + 12);
+                f.altitude = b.f64le(pos + 20);
+                f.valid = true;
+            } else {
+                double seconds = b.f64le(pos + 4);
+                // GPS epoch by the format; some writers use Unix time.
+                constexpr double gpsEpoch = 315964800.0;
+                if (seconds > 0 && seconds < 1.0e6 * 86400) {
+                    if (seconds < 1.4e9)
+                        seconds += gpsEpoch;
+                    f.clockMs = qint64(seconds * 1000.0);
+                }
+                f.valid = b.u32le(pos + 12) >= 2;
+                f.latitude = b.f64le(pos + 16);
+                f.longitude = b.f64le(pos + 24);
+                f.altitude = b.f32le(pos + 32);
+                const double east = b.f32le(pos + 44), north = b.f32le(pos + 48);
+                f.speedKmh = std::sqrt(east * east + north * north) * kmhPerMps;
+                if (east != 0.0 || north != 0.0)
+                    f.course = std::fmod(std::atan2(east, north) * 180.0 / M_PI + 360.0, 360.0);
+            }
+            if (fixes.size() < 20 * tracklimits::maxSamples)
+                fixes.append(f);
+        }
+        pos += sizes[type];
+    }
+    return b.ok;
+}
+
+Outcome CammReader::read(Container &file, Telemetry &out)
+{
+    out.source = source();
+    out.clock = Clock::Utc;
+    int broken = 0;
+    const Outcome o = eachSample(
+        file, out, [](const TrackInfo &t) { return t.format == fourcc("camm"); },
+        [&](const Sample &s, const QByteArray &data) {
+            if (!decode(data, s.time, out.fixes) && broken++ == 0)
+                qWarning().noquote()
+                    << "CAMM sample at offset" << s.offset << "is cut short or of an unknown type";
+            return true;
+        });
+    if (o != Outcome::Read)
+        return o;
+    // Type 5 has no speed: from one position to the next.
+    for (int i = 1; i < out.fixes.size(); ++i) {
+        Fix &f = out.fixes[i];
+        const Fix &p = out.fixes[i - 1];
+        if (f.speedKmh == 0.0 && f.course != f.course && f.at > p.at) {
+            constexpr double rad = M_PI / 180.0;
+            const double x =
+                (f.longitude - p.longitude) * rad * std::cos((f.latitude + p.latitude) / 2 * rad);
+            const double y = (f.latitude - p.latitude) * rad;
+            f.speedKmh = std::sqrt(x * x + y * y) * 6371008.8 / (f.at - p.at) * kmhPerMps;
+        }
+    }
+    return Outcome::Read;
+}
+
+// ---- 70mai ---------------------------------------------------------------
+
+const char *SeventyMaiReader::description() const
+{
+    return "70mai GPS box of 36-byte records: 70mai Pro, Pro Plus, Midrive D02/D03";
+}
+
+void SeventyMaiReader::decode(const QByteArray &records, QVector<Fix> &fixes)
+{
+    for (int pos = 0; pos + 36 <= records.size(); pos += 36) {
+        Bytes b(records.mid(pos, 36));
+        if (records.mid(pos, 36).count('\0') == 36)
+            break;
+        // The reference letters stand alone, or with the number right after
+        // them; the padded form is told by its three zero bytes.
+        const bool padded = b.u8(17) == 0 && b.u8(18) == 0 && b.u8(19) == 0;
+        const char ns = char(b.u8(16));
+        const int latAt = padded ? 20 : 17;
+        const char ew = char(b.u8(padded ? 24 : 21));
+        const int lonAt = padded ? 28 : 22;
+        Fix f;
+        f.at = b.u32le(8);
+        f.speedKmh = b.u32le(12) / 1000.0;
+        const double lat = VideoInfoParse::DDTran(b.u32le(latAt) / 1000.0);
+        const double lon = VideoInfoParse::DDTran(b.u32le(lonAt) / 1000.0);
+        f.latitude = ns == 'S' ? -lat : lat;
+        f.longitude = ew == 'W' ? -lon : lon;
+        f.valid = (ns == 'N' || ns == 'S') && (ew == 'E' || ew == 'W') && b.ok;
+        fixes.append(f);
+    }
+}
+
+Outcome SeventyMaiReader::read(Container &file, Telemetry &out)
+{
+    out.source = source();
+    out.clock = Clock::None;
+    const Box box = file.topLevel(fourcc("GPS "));
+    if (!box.type)
+        return Outcome::Absent;
+    QByteArray data;
+    if (!file.io.payload(box, data)) {
+        out.error = file.error();
+        return Outcome::Refused;
+    }
+    decode(data, out.fixes);
+    return Outcome::Read;
+}
+
+// ---- Garmin --------------------------------------------------------------
+
+const char *GarminReader::description() const
+{
+    return "Garmin PNDM samples: Garmin Dash Cam 45 to 67W, Mini, Tandem";
+}
+
+bool GarminReader::decode(const QByteArray &sample, Fix &fix)
+{
+    // "PNDM" opens the record, after a 16-bit length or a 32-bit size.
+    int at = -1;
+    for (int skip : {0, 2, 4})
+        if (sample.mid(skip, 4) == "PNDM") {
+            at = skip;
+            break;
+        }
+    if (at < 0)
+        return false;
+    Bytes b(sample);
+    constexpr double perSemicircle = 180.0 / 2147483648.0;
+    fix.speedKmh = b.u16(at + 8) * kmhPerMph;
+    fix.latitude = std::int32_t(b.u32(at + 12)) * perSemicircle;
+    fix.longitude = std::int32_t(b.u32(at + 16)) * perSemicircle;
+    fix.valid = b.ok;
+    return b.ok;
+}
+
+Outcome GarminReader::read(Container &file, Telemetry &out)
+{
+    out.source = source();
+    out.clock = Clock::None;
+    bool first = true;
+    const Outcome o = eachSample(
+        file, out, [](const TrackInfo &t) { return isTextTrack(t) || t.handler == fourcc("meta"); },
+        [&](const Sample &s, const QByteArray &data) {
+            Fix f;
+            f.at = s.time;
+            if (!decode(data, f)) {
+                if (first)
+                    return false; // another kind of text track
+                f.valid = false;
+            }
+            first = false;
+            out.fixes.append(f);
+            return true;
+        });
+    return o == Outcome::Read && out.fixes.isEmpty() ? Outcome::Absent : o;
+}
+
+} // namespace embedded

@@ -1,0 +1,314 @@
+#include "texttrackreader.h"
+
+#include "container.h"
+#include "linereader.h"
+#include "nmeasentence.h"
+#include "simplereaders.h"
+#include "tracklimits.h"
+
+#include <QDate>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+
+namespace embedded {
+
+namespace {
+
+constexpr int nextbaseSize = 288;
+
+bool nextbaseSample(const QByteArray &sample)
+{
+    Bytes b(sample);
+    return sample.size() == nextbaseSize && b.u16(0) == nextbaseSize && b.ok;
+}
+
+// Local "YYYYMMDDhhmmss" text as ms on the wall clock.
+qint64 wallClockMs(const QString &text, const QString &format)
+{
+    const QDateTime t = QDateTime::fromString(text, format);
+    if (!t.isValid())
+        return -1;
+    return QDateTime(t.date(), t.time(), Qt::UTC).toMSecsSinceEpoch();
+}
+
+// Samples of the first text track whose content is `want`, with the
+// track's kind.
+template <typename Each> Outcome textSamples(Container &file, Telemetry &out, Each each)
+{
+    for (const TrackInfo &t : qAsConst(file.tracks)) {
+        if (!isTextTrack(t))
+            continue;
+        QVector<Sample> samples;
+        if (!file.samples(t, samples)) {
+            out.error = file.error();
+            return Outcome::Refused;
+        }
+        QByteArray data;
+        int taken = 0;
+        for (const Sample &s : qAsConst(samples)) {
+            if (!file.io.read(s.offset, qMin<qint64>(s.size, 64 * 1024), data)) {
+                out.error = file.error();
+                return Outcome::Refused;
+            }
+            const int r = each(s, data);
+            if (r < 0)
+                break; // not this track
+            if (r > 0)
+                return r == 2 ? Outcome::Deferred : Outcome::Read;
+            ++taken;
+        }
+        if (taken > 0 && !out.fixes.isEmpty())
+            return Outcome::Read;
+    }
+    return Outcome::Absent;
+}
+
+} // namespace
+
+// ---- NMEA text -----------------------------------------------------------
+
+const char *TextTrackReader::description() const
+{
+    return "NMEA in text/tx3g tracks: Thinkware (gsensori;GNRMC), Nextbase 322GW to 622GW binary "
+           "samples, $GNRMC text";
+}
+
+TextTrackReader::Kind TextTrackReader::classify(const QByteArray &sample)
+{
+    if (nextbaseSample(sample))
+        return Kind::Nextbase;
+    const QString text = QString::fromLatin1(sampleText(sample)).trimmed();
+    if (text.isEmpty())
+        return Kind::None;
+    // What the subtitle path turns into a track: $GPRMC sentences and the
+    // converted "A,"/"B," lines.
+    if (text.startsWith(QLatin1String("$GPRMC,")) || text.startsWith(QLatin1String("A,")) ||
+        text.startsWith(QLatin1String("B,")))
+        return Kind::SubtitlePath;
+    static const QRegularExpression rmc(QStringLiteral("(^|[;$\\s])[A-Z]{2}RMC,"));
+    return rmc.match(text).hasMatch() ? Kind::Nmea : Kind::None;
+}
+
+bool TextTrackReader::decode(const QByteArray &sample, Kind kind, Fix &fix)
+{
+    if (kind == Kind::Nextbase) {
+        if (!nextbaseSample(sample))
+            return false;
+        Bytes b(sample);
+        const QString camera = QString::fromLatin1(sample.mid(6, 14));
+        const QString rmc = QString::fromLatin1(sample.mid(32, 128)).section(QChar(0), 0, 0);
+        const QString gga = QString::fromLatin1(sample.mid(160, 128)).section(QChar(0), 0, 0);
+        if (!nmea::readRmc(rmc, fix, nmea::Checksum::Ignored))
+            return false;
+        nmea::readGga(gga, fix, nmea::Checksum::Ignored);
+        // The camera's own clock is local time; the sentence's is UTC.
+        if (fix.clockMs < 0)
+            fix.clockMs = wallClockMs(camera, QStringLiteral("yyyyMMddhhmmss"));
+        for (int i = 0; i < 3; ++i)
+            fix.accel[i] = std::int32_t(b.u32le(20 + 4 * i)) / 256.0;
+        return true;
+    }
+    bool any = false;
+    for (const QString &s : nmea::sentences(QString::fromLatin1(sampleText(sample)))) {
+        if (nmea::readRmc(s, fix, nmea::Checksum::IfPresent))
+            any = true;
+        else
+            nmea::readGga(s, fix, nmea::Checksum::IfPresent);
+    }
+    return any;
+}
+
+Outcome TextTrackReader::read(Container &file, Telemetry &out)
+{
+    out.source = source();
+    out.clock = Clock::Utc;
+    Kind kind = Kind::None;
+    return textSamples(file, out, [&](const Sample &s, const QByteArray &data) {
+        if (kind == Kind::None) {
+            kind = classify(data);
+            if (kind == Kind::SubtitlePath)
+                return 2;
+            if (kind == Kind::None)
+                return data.size() <= 2 ? 0 : -1; // empty samples before the first fix
+        }
+        Fix f;
+        f.at = s.time;
+        if (!decode(data, kind, f))
+            f.valid = false;
+        if (out.fixes.size() < tracklimits::maxSamples * 20)
+            out.fixes.append(f);
+        return 0;
+    });
+}
+
+// ---- DJI -----------------------------------------------------------------
+
+const char *DjiReader::description() const
+{
+    return "DJI: the NAME.SRT of newer drones ([latitude: ..] [longitude: ..]), the older drones' "
+           "subtitle text GPS (lon, lat, alt)";
+}
+
+bool DjiReader::decodeText(const QString &text, Fix &fix)
+{
+    static const QRegularExpression newer(QStringLiteral(
+        "\\[latitude\\s*:\\s*([-+]?[0-9.]+)\\]\\s*\\[longitude\\s*:\\s*([-+]?[0-9.]+)\\]"));
+    static const QRegularExpression older(QStringLiteral(
+        "GPS\\s*\\(\\s*([-+]?[0-9.]+)\\s*,\\s*([-+]?[0-9.]+)\\s*(?:,\\s*([-+]?[0-9.]+))?"));
+    static const QRegularExpression altitude(QStringLiteral("abs_alt\\s*:\\s*([-+]?[0-9.]+)"));
+    static const QRegularExpression hSpeed(QStringLiteral("H\\.S\\s*([-+]?[0-9.]+)\\s*m/s"));
+    static const QRegularExpression when(QStringLiteral(
+        "(\\d{4})[-.](\\d{2})[-.](\\d{2})\\s+(\\d{2}):(\\d{2}):(\\d{2})(?:[.,](\\d{1,3}))?"));
+
+    if (const QRegularExpressionMatch m = newer.match(text); m.hasMatch()) {
+        fix.latitude = m.captured(1).toDouble();
+        fix.longitude = m.captured(2).toDouble();
+        if (const QRegularExpressionMatch a = altitude.match(text); a.hasMatch())
+            fix.altitude = a.captured(1).toDouble();
+    } else if (const QRegularExpressionMatch o = older.match(text); o.hasMatch()) {
+        fix.longitude = o.captured(1).toDouble(); // longitude first
+        fix.latitude = o.captured(2).toDouble();
+        if (!o.captured(3).isEmpty())
+            fix.altitude = o.captured(3).toDouble();
+    } else {
+        return false;
+    }
+    if (const QRegularExpressionMatch s = hSpeed.match(text); s.hasMatch())
+        fix.speedKmh = std::abs(s.captured(1).toDouble()) * kmhPerMps;
+    if (const QRegularExpressionMatch w = when.match(text); w.hasMatch()) {
+        const QDate d(w.captured(1).toInt(), w.captured(2).toInt(), w.captured(3).toInt());
+        const QTime t(w.captured(4).toInt(), w.captured(5).toInt(), w.captured(6).toInt(),
+                      w.captured(7).leftJustified(3, QLatin1Char('0')).toInt());
+        if (d.isValid() && t.isValid())
+            fix.clockMs = QDateTime(d, t, Qt::UTC).toMSecsSinceEpoch();
+    }
+    fix.valid = true;
+    return true;
+}
+
+namespace {
+
+// Speed where the text has none: from the fix about a second before.
+void speedsFromPositions(QVector<Fix> &fixes)
+{
+    int from = 0;
+    for (int i = 1; i < fixes.size(); ++i) {
+        Fix &f = fixes[i];
+        if (f.speedKmh != 0.0 || !f.valid)
+            continue;
+        while (from < i - 1 && fixes[from + 1].at <= f.at - 1.0)
+            ++from;
+        const Fix &p = fixes[from];
+        if (!p.valid || f.at - p.at < 0.2)
+            continue;
+        constexpr double rad = M_PI / 180.0;
+        const double x =
+            (f.longitude - p.longitude) * rad * std::cos((f.latitude + p.latitude) / 2 * rad);
+        const double y = (f.latitude - p.latitude) * rad;
+        f.speedKmh = std::sqrt(x * x + y * y) * 6371008.8 / (f.at - p.at) * kmhPerMps;
+    }
+}
+
+double srtSeconds(const QStringRef &t)
+{
+    // hh:mm:ss,mmm
+    static const QRegularExpression time(QStringLiteral("^(\\d+):(\\d{2}):(\\d{2})[,.](\\d{1,3})"));
+    const QRegularExpressionMatch m = time.match(t.trimmed().toString());
+    if (!m.hasMatch())
+        return -1.0;
+    return m.captured(1).toInt() * 3600 + m.captured(2).toInt() * 60 + m.captured(3).toInt() +
+           m.captured(4).leftJustified(3, QLatin1Char('0')).toInt() / 1000.0;
+}
+
+} // namespace
+
+Outcome DjiReader::read(Container &file, Telemetry &out)
+{
+    out.source = source();
+    out.clock = Clock::Local;
+    bool checked = false;
+    const Outcome o = textSamples(file, out, [&](const Sample &s, const QByteArray &data) {
+        Fix f;
+        f.at = s.time;
+        const bool has = decodeText(QString::fromUtf8(sampleText(data)), f);
+        if (!checked) {
+            if (!has)
+                return data.size() <= 2 ? 0 : -1;
+            checked = true;
+        }
+        if (out.fixes.size() < tracklimits::maxSamples * 20)
+            out.fixes.append(f);
+        return 0;
+    });
+    if (o == Outcome::Read)
+        speedsFromPositions(out.fixes);
+    return o;
+}
+
+QString DjiReader::sideFile(const QString &videoPath)
+{
+    const QFileInfo video(videoPath);
+    const QString base = video.dir().filePath(video.completeBaseName());
+    for (const char *suffix : {".SRT", ".srt"}) {
+        QFile f(base + suffix);
+        if (!f.open(QIODevice::ReadOnly))
+            continue;
+        // A flight record says so within its first blocks; a user's own
+        // subtitles do not.
+        const QByteArray head = f.read(4096);
+        if (head.contains("[latitude") || head.contains("[longitude") ||
+            (head.contains("GPS (") && head.contains("H.S")))
+            return f.fileName();
+    }
+    return QString();
+}
+
+Outcome DjiReader::readSideFile(const QString &srtPath, Telemetry &out)
+{
+    out.source = QStringLiteral("dji");
+    out.clock = Clock::Local;
+    if (!tracklimits::fileSizeAcceptable(srtPath, "DJI SRT")) {
+        out.error = QStringLiteral("%1 is too large for a flight record").arg(srtPath);
+        return Outcome::Refused;
+    }
+    LineReader lines(LineReader::KeepEmpty);
+    if (!lines.open(srtPath)) {
+        out.error = QStringLiteral("cannot read %1").arg(srtPath);
+        return Outcome::Refused;
+    }
+    QStringRef line;
+    double start = -1.0;
+    QString text;
+    auto flush = [&] {
+        Fix f;
+        f.at = start;
+        if (start >= 0 && decodeText(text, f) && out.fixes.size() < tracklimits::maxSamples * 40)
+            out.fixes.append(f);
+        start = -1.0;
+        text.clear();
+    };
+    while (lines.next(line)) {
+        const int arrow = line.indexOf(QLatin1String("-->"));
+        if (arrow > 0) {
+            flush();
+            start = srtSeconds(line.left(arrow));
+        } else if (line.trimmed().isEmpty()) {
+            flush();
+        } else if (start >= 0 && text.size() < 4096) {
+            text += line;
+            text += QLatin1Char(' ');
+        }
+    }
+    flush();
+    if (out.fixes.isEmpty()) {
+        out.error = QStringLiteral("%1 holds no position").arg(srtPath);
+        return Outcome::Refused;
+    }
+    speedsFromPositions(out.fixes);
+    return Outcome::Read;
+}
+
+} // namespace embedded
