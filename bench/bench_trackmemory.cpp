@@ -3,6 +3,7 @@
 // above the tool's own baseline (a two-line track); refused files cost
 // nothing either.
 
+#include "benchutil.h"
 #include "trackgen.h"
 
 #include <QCoreApplication>
@@ -10,47 +11,21 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
 #include <functional>
-#include <spawn.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-extern char **environ;
 
 namespace {
 
 QTemporaryDir *scratch;
 double baselineMiB = 0;
 
-// The peak resident size of one `velomar-track dump` of video, in MiB. The
-// kernel counts the spawning process's own peak into the child's (they share
-// memory until the exec), so this process keeps small: files are written a
-// line at a time.
 double peakMiB(const QString &video)
 {
     // Another build's tool may be measured on the same files.
     const QByteArray tool = qEnvironmentVariableIsSet("VELOMAR_TRACK_TOOL")
                                 ? qgetenv("VELOMAR_TRACK_TOOL")
                                 : QByteArray(VELOMAR_TRACK_TOOL);
-    const QByteArray path = QFile::encodeName(video);
-    char *argv[] = {const_cast<char *>(tool.constData()), const_cast<char *>("dump"),
-                    const_cast<char *>(path.constData()), nullptr};
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    pid_t pid;
-    const int failed = posix_spawn(&pid, argv[0], &actions, nullptr, argv, environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (failed)
-        return -1;
-    int status;
-    rusage usage{};
-    if (wait4(pid, &status, 0, &usage) != pid)
-        return -1;
-    return double(usage.ru_maxrss) / 1024.0; // ru_maxrss is in KiB
+    return benchutil::dumpPeakMiB(tool, QFile::encodeName(video));
 }
 
 double selfMiB()

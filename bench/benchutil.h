@@ -2,8 +2,16 @@
 
 // Shared by the benchmarks.
 
+#include <QByteArray>
 #include <algorithm>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
+
+extern char **environ;
 
 namespace benchutil {
 
@@ -12,6 +20,30 @@ inline double median(std::vector<double> v)
 {
     std::sort(v.begin(), v.end());
     return v.empty() ? 0 : v[v.size() / 2];
+}
+
+// The peak resident size of one `velomar-track dump VIDEO` run by `tool`,
+// in MiB, or -1 when it did not run. The kernel counts the spawning
+// process's own peak into the child's (they share memory until the exec),
+// so the caller keeps small.
+inline double dumpPeakMiB(const QByteArray &tool, const QByteArray &video)
+{
+    char *argv[] = {const_cast<char *>(tool.constData()), const_cast<char *>("dump"),
+                    const_cast<char *>(video.constData()), nullptr};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    pid_t pid;
+    const int failed = posix_spawn(&pid, argv[0], &actions, nullptr, argv, environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (failed)
+        return -1;
+    int status;
+    rusage usage{};
+    if (wait4(pid, &status, 0, &usage) != pid)
+        return -1;
+    return double(usage.ru_maxrss) / 1024.0; // ru_maxrss is in KiB
 }
 
 } // namespace benchutil

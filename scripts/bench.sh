@@ -8,6 +8,9 @@ cmake --build build-bench -j "$(nproc)"
 echo "== bench_track"
 build-bench/bin/bench_track --benchmark_repetitions="${BENCH_REPETITIONS:-3}" \
     --benchmark_report_aggregates_only=true "$@"
+# GPS inside videos: each layout against exiftool; a 4 GB file's memory.
+echo "== bench_embedded"
+build-bench/bin/bench_embedded "$@"
 # The rest draw on a display: a virtual one where there is none.
 on_display() {
     if [ -z "${DISPLAY:-}" ]; then

@@ -1,5 +1,6 @@
 #include "videoinfoparse.h"
 
+#include "embedded/container.h"
 #include "embedded/telemetry.h"
 #include "embedded/texttrackreader.h"
 
@@ -12,6 +13,9 @@ int VideoInfoParse::parseEmbeddedTrack(const QString &videoPath)
     const QString flightRecord = embedded::DjiReader::sideFile(videoPath);
     if (!flightRecord.isEmpty()) {
         found = embedded::DjiReader::readSideFile(flightRecord, telemetry);
+        embedded::Container video; // its length bounds the flight record's seconds
+        if (video.open(videoPath))
+            telemetry.videoDuration = video.duration();
         if (found == embedded::Outcome::Refused)
             qWarning().noquote() << "DJI flight record refused:" << telemetry.error;
     } else {

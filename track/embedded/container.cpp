@@ -214,6 +214,9 @@ bool Container::samples(const TrackInfo &track, QVector<Sample> &out)
     }
     // Sizes and places.
     int n = 0;
+    // Samples that overlap would have the readers read the same bytes over
+    // and over: together they can be no larger than the file.
+    qint64 total = 0;
     for (std::uint32_t run = 0; run < chunkRuns && n < int(count); ++run) {
         const std::uint32_t first = sc.u32(8 + 12 * run);
         const std::uint32_t perChunk = sc.u32(12 + 12 * run);
@@ -230,6 +233,10 @@ bool Container::samples(const TrackInfo &track, QVector<Sample> &out)
                     return io.fail(
                         stco.offset,
                         QStringLiteral("sample %1 lies past the end of the file").arg(n));
+                total += size;
+                if (total > io.fileSize())
+                    return io.fail(stsz.offset,
+                                   QStringLiteral("samples hold more bytes than the file"));
                 out[n].offset = offset;
                 out[n].size = size;
                 offset += size;

@@ -6,6 +6,7 @@
 #include <QDate>
 #include <QDateTime>
 #include <QDebug>
+#include <algorithm>
 #include <cstring>
 
 namespace embedded {
@@ -399,6 +400,14 @@ Outcome GpmfReader::read(Container &file, Telemetry &out)
         out.error = file.error();
         return Outcome::Refused;
     }
+    // A payload's fixes span its own second, also where the track's next
+    // sample comes later (a gap lengthens the sample before it).
+    QVector<double> durations;
+    for (const Sample &s : qAsConst(samples))
+        durations.append(s.duration);
+    std::nth_element(durations.begin(), durations.begin() + durations.size() / 2, durations.end());
+    const double typical = durations.isEmpty() ? 1.0 : durations[durations.size() / 2];
+
     QByteArray payload;
     bool checked = false;
     int broken = 0;
@@ -416,7 +425,8 @@ Outcome GpmfReader::read(Container &file, Telemetry &out)
             checked = true;
         }
         QString error;
-        if (!decode(payload, s.time, s.duration, out.fixes, &error)) {
+        const double span = typical > 0.0 ? qMin(s.duration, typical) : s.duration;
+        if (!decode(payload, s.time, span, out.fixes, &error)) {
             if (++broken == 1)
                 qWarning().noquote()
                     << QStringLiteral("GPMF sample at offset %1: %2").arg(s.offset).arg(error);

@@ -66,6 +66,7 @@ Outcome readVideo(const QString &path, Telemetry &out)
     for (LayoutReader *reader : layoutReaders()) {
         Telemetry t;
         t.fileCreation = file.creationTime;
+        t.videoDuration = file.duration();
         const Outcome o = reader->read(file, t);
         if (o == Outcome::Absent)
             continue;

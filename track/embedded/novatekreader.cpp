@@ -143,6 +143,13 @@ Outcome NovatekReader::read(Container &file, Telemetry &out)
                             .arg(index.offset);
             return Outcome::Refused;
         }
+        if (count > std::uint32_t(tracklimits::maxSamples)) {
+            out.error = QStringLiteral("GPS index of %1 entries at offset %2: more seconds than a "
+                                       "track holds")
+                            .arg(count)
+                            .arg(index.offset);
+            return Outcome::Refused;
+        }
         places.reserve(int(count));
         for (std::uint32_t i = 0; i < count; ++i)
             places.append({b.u32(8 + 8 * i), b.u32(12 + 8 * i)});
@@ -171,7 +178,10 @@ Outcome NovatekReader::read(Container &file, Telemetry &out)
                     places.append({blockAt, size});
                     lastFound = blockAt;
                     next = blockAt + size;
-                    break;
+                    // The blocks after it in this slice, without reading it again.
+                    const qint64 from = next - pos + 4;
+                    at = from < buffer.size() ? buffer.indexOf(mark, int(from)) : -1;
+                    continue;
                 }
                 at = buffer.indexOf(mark, at + 1);
             }

@@ -69,11 +69,15 @@ void rejectImpossible(QVector<Fix> &fixes)
         return;
 
     int anchor = valid[0];
+    // The fixes still valid, in order: the walk back below passes only these,
+    // not every fix made invalid before (which made jumps cost n squared).
+    QVector<int> kept{anchor};
     QVector<int> run; // rejected fixes that agree with each other
     for (int v = 1; v < valid.size(); ++v) {
         Fix &f = fixes[valid[v]];
         if (reachable(fixes[anchor], f)) {
             anchor = valid[v];
+            kept.append(anchor);
             run.clear();
             continue;
         }
@@ -85,16 +89,14 @@ void rejectImpossible(QVector<Fix> &fixes)
             // The fixes before the jump were the wrong ones: a cold start's
             // stale place, or a reflection. Back to the last fix the run
             // can be reached from.
-            for (int w = v - agreeingRun; w >= 0; --w) {
-                Fix &earlier = fixes[valid[w]];
-                if (!earlier.valid)
-                    continue;
-                if (reachable(earlier, fixes[run.first()]))
-                    break;
-                earlier.valid = false;
+            while (!kept.isEmpty() && !reachable(fixes[kept.last()], fixes[run.first()])) {
+                fixes[kept.last()].valid = false;
+                kept.removeLast();
             }
-            for (int i : qAsConst(run))
+            for (int i : qAsConst(run)) {
                 fixes[i].valid = true;
+                kept.append(i);
+            }
             anchor = run.last();
             run.clear();
         }
@@ -121,7 +123,11 @@ int fillStore(Telemetry &telemetry, VideoInfoParse &store)
         tracklimits::refuseTooManySamples(telemetry.source, "embedded");
         return -1;
     }
-    const int count = int(last + 0.5) + 1;
+    int count = int(last + 0.5) + 1;
+    // Fixes in the last fraction of the video's last second would open a
+    // second that the video does not have.
+    if (telemetry.videoDuration > 0.0)
+        count = qMin(count, qMax(1, int(std::ceil(telemetry.videoDuration - 0.001))));
 
     switch (telemetry.clock) {
     case Clock::Utc:

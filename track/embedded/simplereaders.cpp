@@ -75,7 +75,16 @@ void BlackVueReader::decode(const QByteArray &lines, QVector<Fix> &fixes)
 {
     static const QRegularExpression stamped(QStringLiteral("^\\[(\\d{10,16})\\](.*)$"));
     qint64 first = -1;
-    for (const QByteArray &raw : lines.split('\n')) {
+    // Line by line in place: split() would make an array a line, and a box of
+    // line ends holds millions.
+    for (int start = 0, end = 0; start < lines.size(); start = end + 1) {
+        end = lines.indexOf('\n', start);
+        if (end < 0)
+            end = lines.size();
+        // Too short for "[10 digits]", or longer than any sentence.
+        if (end - start < 12 || end - start > tracklimits::maxLineChars)
+            continue;
+        const QByteArray raw = QByteArray::fromRawData(lines.constData() + start, end - start);
         const QRegularExpressionMatch m = stamped.match(QString::fromLatin1(raw).trimmed());
         if (!m.hasMatch())
             continue;
@@ -216,8 +225,9 @@ const char *SeventyMaiReader::description() const
 void SeventyMaiReader::decode(const QByteArray &records, QVector<Fix> &fixes)
 {
     for (int pos = 0; pos + 36 <= records.size(); pos += 36) {
-        Bytes b(records.mid(pos, 36));
-        if (records.mid(pos, 36).count('\0') == 36)
+        const QByteArray record = records.mid(pos, 36); // Bytes keeps a reference
+        Bytes b(record);
+        if (record.count('\0') == 36)
             break;
         // The reference letters stand alone, or with the number right after
         // them; the padded form is told by its three zero bytes.

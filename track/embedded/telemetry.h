@@ -44,6 +44,9 @@ struct Telemetry
     // The file's creation time (Unix s) where it has one: the clock of
     // layouts without their own.
     qint64 fileCreation = -1;
+    // The video's length in seconds where the container gives it: the store
+    // has no second past it.
+    double videoDuration = 0.0;
     // Set with Outcome::Refused: what went wrong and at which file offset.
     QString error;
 };
