@@ -13,6 +13,10 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <cmath>
@@ -67,6 +71,8 @@ private slots:
     void goProRawPayloads_data();
     void goProRawPayloads();
     void jumpsAreInvalid();
+    void velomarTrackTool();
+    void rearCameraBorrowsFrontTrack();
 
 private:
     QString make(const QString &name, const embedgen::Options &options);
@@ -512,6 +518,61 @@ void TestEmbeddedGps::jumpsAreInvalid()
     fixes[19].latitude = 48.2;
     embedded::rejectImpossible(fixes);
     QVERIFY(fixes[19].valid);
+}
+
+void TestEmbeddedGps::velomarTrackTool()
+{
+    auto run = [](const QStringList &args, QByteArray *out) {
+        QProcess p;
+        p.setStandardInputFile(QProcess::nullDevice());
+        p.start(VELOMAR_TRACK_TOOL, args);
+        if (!p.waitForFinished(60000))
+            return -1;
+        *out = p.readAllStandardOutput();
+        return p.exitCode();
+    };
+    QByteArray out;
+    QCOMPARE(run({"formats"}, &out), 0);
+    QStringList sources;
+    for (const QByteArray &line : out.trimmed().split('\n'))
+        sources << QString::fromUtf8(line.left(line.indexOf('\t')));
+    QCOMPARE(sources, QStringList({"gpmf", "camm", "novatek", "blackvue", "70mai", "garmin", "dji",
+                                   "texttrack"}));
+
+    embedgen::Options o;
+    o.layout = "camm";
+    const QString video = make("tool", o);
+    QVERIFY(!video.isEmpty());
+    QCOMPARE(run({"dump", video}, &out), 0);
+    const QJsonObject dump = QJsonDocument::fromJson(out).object();
+    QCOMPARE(dump["source"].toString(), QString("camm"));
+    QCOMPARE(dump["clock"].toString(), QString("utc"));
+    QCOMPARE(dump["count"].toInt(), seconds);
+    // The altitude travels with the fix.
+    QVERIFY(std::abs(dump["samples"].toArray()[4].toObject()["altitude"].toDouble() -
+                     embedgen::altitudeAt(4)) < 0.01);
+
+    QCOMPARE(run({"export", video, "--format", "gpx"}, &out), 0);
+    QCOMPARE(out.count("<trkpt "), seconds);
+    QVERIFY(out.contains(QString::number(drive[7].latitude, 'f', 6).toLatin1()));
+}
+
+void TestEmbeddedGps::rearCameraBorrowsFrontTrack()
+{
+    // The rear camera's clip has no GPS of its own; the front one keeps it
+    // inside the video.
+    const QString folder = dir.filePath("frontrear");
+    QDir().mkpath(folder);
+    embedgen::Options o;
+    o.layout = "gpmf";
+    QString error;
+    QVERIFY2(embedgen::write(clip, folder + "/20230514_120000A.MP4", drive, o, &error),
+             qPrintable(error));
+    QVERIFY(QFile::copy(clip, folder + "/20230514_120000B.MP4"));
+    VideoInfoParse store;
+    QCOMPARE(store.parseFile(folder + "/20230514_120000B.MP4"), 0);
+    QCOMPARE(store.source, QString("gpmf"));
+    checkAgainstDrive(store, "gpmf");
 }
 
 QTEST_GUILESS_MAIN(TestEmbeddedGps)
