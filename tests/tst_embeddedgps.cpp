@@ -72,6 +72,7 @@ private slots:
     void goProRawPayloads();
     void jumpsAreInvalid();
     void velomarTrackTool();
+    void cammPositionsOnly();
     void rearCameraBorrowsFrontTrack();
 
 private:
@@ -138,8 +139,9 @@ void TestEmbeddedGps::checkAgainstDrive(const VideoInfoParse &store, const QStri
         // Speeds travel as knots, mph or m/s in float or integer steps
         // (Garmin: whole mph); a DJI flight record has none, its speed
         // comes from the positions, over the second before.
-        const double speedTolerance = layout == "dji-srt" ? 8.0 : layout == "garmin" ? 0.81 : 0.6;
-        if (!(layout == "dji-srt" && k == 0))
+        const bool derived = layout == "dji-srt" || layout == "camm5";
+        const double speedTolerance = derived ? 8.0 : layout == "garmin" ? 0.81 : 0.6;
+        if (!(derived && k == 0))
             QVERIFY2(
                 std::abs(s->speed - f.speedKmh) < speedTolerance,
                 qPrintable(
@@ -555,6 +557,20 @@ void TestEmbeddedGps::velomarTrackTool()
     QCOMPARE(run({"export", video, "--format", "gpx"}, &out), 0);
     QCOMPARE(out.count("<trkpt "), seconds);
     QVERIFY(out.contains(QString::number(drive[7].latitude, 'f', 6).toLatin1()));
+}
+
+void TestEmbeddedGps::cammPositionsOnly()
+{
+    // Packet type 5: a position with no time and no speed.
+    embedgen::Options o;
+    o.layout = "camm";
+    o.camm5 = true;
+    const QString video = make("camm5", o);
+    QVERIFY(!video.isEmpty());
+    VideoInfoParse store;
+    QCOMPARE(store.parseFile(video), 0);
+    QCOMPARE(store.source, QString("camm"));
+    checkAgainstDrive(store, "camm5");
 }
 
 void TestEmbeddedGps::rearCameraBorrowsFrontTrack()

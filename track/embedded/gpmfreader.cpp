@@ -7,6 +7,7 @@
 #include <QDateTime>
 #include <QDebug>
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace embedded {
@@ -120,7 +121,9 @@ qint64 gpsuMs(const QByteArray &text)
     const double fraction = text.size() > 12 ? text.mid(12, 4).toDouble() : 0.0;
     if (!ok || !date.isValid() || !time.isValid())
         return -1;
-    return QDateTime(date, time, Qt::UTC).toMSecsSinceEpoch() + qint64(fraction * 1000);
+    // "1e99" or "nan" as the fraction: no milliseconds, not an undefined cast.
+    const qint64 ms = fraction >= 0.0 && fraction < 1.0 ? qint64(fraction * 1000) : 0;
+    return QDateTime(date, time, Qt::UTC).toMSecsSinceEpoch() + ms;
 }
 
 class Decoder
@@ -189,8 +192,11 @@ private:
                 s.complexType = data.mid(k.data, k.size);
                 break;
             case fourcc("GPSF"):
-                if (typeSize(k.type) > 0 && k.size >= typeSize(k.type))
-                    s.fixType = int(number(b, k.data, k.type));
+                if (typeSize(k.type) > 0 && k.size >= typeSize(k.type)) {
+                    // Bounded before the cast: a hostile 'd' or 'J' is no int.
+                    const double fix = number(b, k.data, k.type);
+                    s.fixType = std::isfinite(fix) ? int(qBound(-1.0, fix, 3.0)) : 0;
+                }
                 break;
             case fourcc("GPSU"):
                 s.utcMs = gpsuMs(data.mid(k.data, k.size));
@@ -274,9 +280,12 @@ public:
     {
         if (unixAtBoot <= 0.0)
             return;
-        for (const auto &pending : qAsConst(bootSeconds))
-            if (pending.first < fixes.size())
-                fixes[pending.first].clockMs = qint64((unixAtBoot + pending.second) * 1000.0);
+        for (const auto &pending : qAsConst(bootSeconds)) {
+            const double ms = (unixAtBoot + pending.second) * 1000.0;
+            // Only times a qint64 holds (the cast is undefined beyond).
+            if (pending.first < fixes.size() && std::abs(ms) < 1.0e15)
+                fixes[pending.first].clockMs = qint64(ms);
+        }
     }
 
 private:
@@ -335,8 +344,7 @@ private:
             f.speedKmh = value(3) * kmhPerMps;
             const double days = value(5);
             const double seconds = value(6);
-            const int fix = int(value(8));
-            f.valid = fix >= 2;
+            f.valid = value(8) >= 2; // compared as a double: NaN or 1e300 cast to int is undefined
             if (days > 0 && days < 40000 && seconds >= 0 && seconds < 86401)
                 f.clockMs = QDateTime(QDate(2000, 1, 1), QTime(0, 0), Qt::UTC).toMSecsSinceEpoch() +
                             qint64(days) * 86400000 + qint64(seconds * 1000);

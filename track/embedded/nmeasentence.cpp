@@ -68,7 +68,9 @@ bool readRmc(const QString &sentence, Fix &fix, Checksum checksum)
         const QDate date(2000 + d.mid(4, 2).toInt(), d.mid(2, 2).toInt(), d.left(2).toInt());
         const QTime time(t.left(2).toInt(), t.mid(2, 2).toInt(), t.mid(4, 2).toInt());
         if (date.isValid() && time.isValid()) {
-            const double fraction = t.size() > 7 ? t.mid(6).toDouble() : 0.0; // ".sss"
+            double fraction = t.size() > 7 ? t.mid(6).toDouble() : 0.0; // ".sss"
+            if (!(fraction >= 0.0 && fraction < 1.0))
+                fraction = 0.0; // ".5e40": the cast below would be undefined
             fix.clockMs =
                 QDateTime(date, time, Qt::UTC).toMSecsSinceEpoch() + qint64(fraction * 1000);
         }

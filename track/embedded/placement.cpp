@@ -103,6 +103,22 @@ void rejectImpossible(QVector<Fix> &fixes)
     }
 }
 
+void speedsFromPositions(QVector<Fix> &fixes)
+{
+    int from = 0;
+    for (int i = 1; i < fixes.size(); ++i) {
+        Fix &f = fixes[i];
+        if (f.speedKmh != 0.0 || !f.valid)
+            continue;
+        while (from < i - 1 && fixes[from + 1].at <= f.at - 1.0)
+            ++from;
+        const Fix &p = fixes[from];
+        if (!p.valid || f.at - p.at < 0.2)
+            continue;
+        f.speedKmh = metres(p, f) / (f.at - p.at) * kmhPerMps;
+    }
+}
+
 int fillStore(Telemetry &telemetry, VideoInfoParse &store)
 {
     const qint64 fileCreation = telemetry.fileCreation;
@@ -126,7 +142,8 @@ int fillStore(Telemetry &telemetry, VideoInfoParse &store)
     int count = int(last + 0.5) + 1;
     // Fixes in the last fraction of the video's last second would open a
     // second that the video does not have.
-    if (telemetry.videoDuration > 0.0)
+    // (Only a duration below the count is cast: a movie header's can be 2^64.)
+    if (telemetry.videoDuration > 0.0 && telemetry.videoDuration < count)
         count = qMin(count, qMax(1, int(std::ceil(telemetry.videoDuration - 0.001))));
 
     switch (telemetry.clock) {

@@ -28,42 +28,6 @@ bool isTextTrack(const TrackInfo &t)
            t.handler == fourcc("subt");
 }
 
-namespace {
-
-// Calls `each` on the samples of the tracks that pass `wanted`, with their
-// bytes, until one track's samples are taken: `each` returning false on a
-// sample says the track is not of this layout after all.
-template <typename Wanted, typename Each>
-Outcome eachSample(Container &file, Telemetry &out, Wanted wanted, Each each)
-{
-    for (const TrackInfo &t : qAsConst(file.tracks)) {
-        if (!wanted(t))
-            continue;
-        QVector<Sample> samples;
-        if (!file.samples(t, samples)) {
-            out.error = file.error();
-            return Outcome::Refused;
-        }
-        QByteArray data;
-        bool taken = true;
-        for (const Sample &s : qAsConst(samples)) {
-            if (!file.io.read(s.offset, qMin<qint64>(s.size, 1 << 20), data)) {
-                out.error = file.error();
-                return Outcome::Refused;
-            }
-            if (!each(s, data)) {
-                taken = false;
-                break;
-            }
-        }
-        if (taken && !samples.isEmpty())
-            return Outcome::Read;
-    }
-    return Outcome::Absent;
-}
-
-} // namespace
-
 // ---- BlackVue ------------------------------------------------------------
 
 const char *BlackVueReader::description() const
@@ -196,23 +160,11 @@ Outcome CammReader::read(Container &file, Telemetry &out)
             if (!decode(data, s.time, out.fixes) && broken++ == 0)
                 qWarning().noquote()
                     << "CAMM sample at offset" << s.offset << "is cut short or of an unknown type";
-            return true;
+            return Verdict::Taken;
         });
-    if (o != Outcome::Read)
-        return o;
-    // Type 5 has no speed: from one position to the next.
-    for (int i = 1; i < out.fixes.size(); ++i) {
-        Fix &f = out.fixes[i];
-        const Fix &p = out.fixes[i - 1];
-        if (f.speedKmh == 0.0 && f.course != f.course && f.at > p.at) {
-            constexpr double rad = M_PI / 180.0;
-            const double x =
-                (f.longitude - p.longitude) * rad * std::cos((f.latitude + p.latitude) / 2 * rad);
-            const double y = (f.latitude - p.latitude) * rad;
-            f.speedKmh = std::sqrt(x * x + y * y) * 6371008.8 / (f.at - p.at) * kmhPerMps;
-        }
-    }
-    return Outcome::Read;
+    if (o == Outcome::Read)
+        speedsFromPositions(out.fixes); // type 5 has none
+    return o;
 }
 
 // ---- 70mai ---------------------------------------------------------------
@@ -303,14 +255,14 @@ Outcome GarminReader::read(Container &file, Telemetry &out)
             f.at = s.time;
             if (!decode(data, f)) {
                 if (first)
-                    return false; // another kind of text track
+                    return Verdict::NotThisTrack;
                 f.valid = false;
             }
             first = false;
             out.fixes.append(f);
-            return true;
+            return Verdict::Taken;
         });
-    return o == Outcome::Read && out.fixes.isEmpty() ? Outcome::Absent : o;
+    return o;
 }
 
 } // namespace embedded

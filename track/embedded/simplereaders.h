@@ -2,13 +2,12 @@
 
 // The layouts read from one box or one track of small records.
 
+#include "container.h"
 #include "telemetry.h"
 
 #include <QByteArray>
 
 namespace embedded {
-
-struct TrackInfo;
 
 // BlackVue: a top-level free box whose `gps ` child holds NMEA lines, each
 // after "[unix-milliseconds]".
@@ -58,5 +57,49 @@ public:
 QByteArray sampleText(const QByteArray &sample);
 // The text tracks of a file, the way cameras declare them.
 bool isTextTrack(const TrackInfo &track);
+
+// What a reader makes of one sample of a track it walks.
+enum class Verdict
+{
+    Taken,
+    NotThisTrack, // another kind of track after all: the next one is tried
+    Deferred,     // the subtitle path reads this track
+};
+
+// Walks the samples (their first maxBytes) of every track that passes
+// `wanted`, calling `each(sample, bytes)`, until a track gives fixes: Read
+// then, Absent when none does.
+template <typename Wanted, typename Each>
+Outcome eachSample(Container &file, Telemetry &out, Wanted wanted, Each each,
+                   qint64 maxBytes = 1 << 20)
+{
+    for (const TrackInfo &t : qAsConst(file.tracks)) {
+        if (!wanted(t))
+            continue;
+        QVector<Sample> samples;
+        if (!file.samples(t, samples)) {
+            out.error = file.error();
+            return Outcome::Refused;
+        }
+        const int before = out.fixes.size();
+        QByteArray data;
+        for (const Sample &s : qAsConst(samples)) {
+            if (!file.io.read(s.offset, qMin<qint64>(s.size, maxBytes), data)) {
+                out.error = file.error();
+                return Outcome::Refused;
+            }
+            const Verdict v = each(s, data);
+            if (v == Verdict::Deferred)
+                return Outcome::Deferred;
+            if (v == Verdict::NotThisTrack) {
+                out.fixes.resize(before);
+                break;
+            }
+        }
+        if (out.fixes.size() > before)
+            return Outcome::Read;
+    }
+    return Outcome::Absent;
+}
 
 } // namespace embedded

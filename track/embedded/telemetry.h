@@ -88,6 +88,10 @@ int fillStore(Telemetry &telemetry, VideoInfoParse &store);
 // the fixes around them than 300 km/h allows.
 void rejectImpossible(QVector<Fix> &fixes);
 
+// Fills the speed of valid fixes that have none from the distance to the
+// fix about a second before (layouts that keep no speed).
+void speedsFromPositions(QVector<Fix> &fixes);
+
 constexpr double kmhPerKnot = 1.852;
 constexpr double kmhPerMps = 3.6;
 constexpr double kmhPerMph = 1.609344;

@@ -18,6 +18,7 @@ namespace embedded {
 namespace {
 
 constexpr int nextbaseSize = 288;
+constexpr qint64 textBytes = 64 * 1024; // far beyond any subtitle sample
 
 bool nextbaseSample(const QByteArray &sample)
 {
@@ -32,38 +33,6 @@ qint64 wallClockMs(const QString &text, const QString &format)
     if (!t.isValid())
         return -1;
     return QDateTime(t.date(), t.time(), Qt::UTC).toMSecsSinceEpoch();
-}
-
-// Samples of the first text track whose content is `want`, with the
-// track's kind.
-template <typename Each> Outcome textSamples(Container &file, Telemetry &out, Each each)
-{
-    for (const TrackInfo &t : qAsConst(file.tracks)) {
-        if (!isTextTrack(t))
-            continue;
-        QVector<Sample> samples;
-        if (!file.samples(t, samples)) {
-            out.error = file.error();
-            return Outcome::Refused;
-        }
-        QByteArray data;
-        int taken = 0;
-        for (const Sample &s : qAsConst(samples)) {
-            if (!file.io.read(s.offset, qMin<qint64>(s.size, 64 * 1024), data)) {
-                out.error = file.error();
-                return Outcome::Refused;
-            }
-            const int r = each(s, data);
-            if (r < 0)
-                break; // not this track
-            if (r > 0)
-                return r == 2 ? Outcome::Deferred : Outcome::Read;
-            ++taken;
-        }
-        if (taken > 0 && !out.fixes.isEmpty())
-            return Outcome::Read;
-    }
-    return Outcome::Absent;
 }
 
 } // namespace
@@ -126,13 +95,13 @@ Outcome TextTrackReader::read(Container &file, Telemetry &out)
     out.source = source();
     out.clock = Clock::Utc;
     Kind kind = Kind::None;
-    return textSamples(file, out, [&](const Sample &s, const QByteArray &data) {
+    const auto each = [&](const Sample &s, const QByteArray &data) {
         if (kind == Kind::None) {
             kind = classify(data);
             if (kind == Kind::SubtitlePath)
-                return 2;
-            if (kind == Kind::None)
-                return data.size() <= 2 ? 0 : -1; // empty samples before the first fix
+                return Verdict::Deferred;
+            if (kind == Kind::None) // empty samples may come before the first fix
+                return data.size() <= 2 ? Verdict::Taken : Verdict::NotThisTrack;
         }
         Fix f;
         f.at = s.time;
@@ -140,8 +109,9 @@ Outcome TextTrackReader::read(Container &file, Telemetry &out)
             f.valid = false;
         if (out.fixes.size() < tracklimits::maxSamples * 20)
             out.fixes.append(f);
-        return 0;
-    });
+        return Verdict::Taken;
+    };
+    return eachSample(file, out, isTextTrack, each, textBytes);
 }
 
 // ---- DJI -----------------------------------------------------------------
@@ -191,27 +161,6 @@ bool DjiReader::decodeText(const QString &text, Fix &fix)
 
 namespace {
 
-// Speed where the text has none: from the fix about a second before.
-void speedsFromPositions(QVector<Fix> &fixes)
-{
-    int from = 0;
-    for (int i = 1; i < fixes.size(); ++i) {
-        Fix &f = fixes[i];
-        if (f.speedKmh != 0.0 || !f.valid)
-            continue;
-        while (from < i - 1 && fixes[from + 1].at <= f.at - 1.0)
-            ++from;
-        const Fix &p = fixes[from];
-        if (!p.valid || f.at - p.at < 0.2)
-            continue;
-        constexpr double rad = M_PI / 180.0;
-        const double x =
-            (f.longitude - p.longitude) * rad * std::cos((f.latitude + p.latitude) / 2 * rad);
-        const double y = (f.latitude - p.latitude) * rad;
-        f.speedKmh = std::sqrt(x * x + y * y) * 6371008.8 / (f.at - p.at) * kmhPerMps;
-    }
-}
-
 double srtSeconds(const QStringRef &t)
 {
     // hh:mm:ss,mmm
@@ -230,19 +179,20 @@ Outcome DjiReader::read(Container &file, Telemetry &out)
     out.source = source();
     out.clock = Clock::Local;
     bool checked = false;
-    const Outcome o = textSamples(file, out, [&](const Sample &s, const QByteArray &data) {
+    const auto each = [&](const Sample &s, const QByteArray &data) {
         Fix f;
         f.at = s.time;
         const bool has = decodeText(QString::fromUtf8(sampleText(data)), f);
         if (!checked) {
             if (!has)
-                return data.size() <= 2 ? 0 : -1;
+                return data.size() <= 2 ? Verdict::Taken : Verdict::NotThisTrack;
             checked = true;
         }
         if (out.fixes.size() < tracklimits::maxSamples * 20)
             out.fixes.append(f);
-        return 0;
-    });
+        return Verdict::Taken;
+    };
+    const Outcome o = eachSample(file, out, isTextTrack, each, textBytes);
     if (o == Outcome::Read)
         speedsFromPositions(out.fixes);
     return o;
