@@ -18,6 +18,8 @@ packages=(
   fonts-wqy-microhei
   # tests and benchmarks
   xvfb xauth libgl1-mesa-dri x11-utils xdotool libbenchmark-dev valgrind
+  # the reference reader of the track files velomar-track writes
+  gpsbabel
   # the reference reader of the GPS that cameras keep inside videos
   libimage-exiftool-perl
   # a real window manager for window states, and the desktop's own opener

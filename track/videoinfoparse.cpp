@@ -1,6 +1,7 @@
 #include "videoinfoparse.h"
 
 #include "srtparse.h"
+#include "standardgpx.h"
 #include "xmlgpsparse.h"
 
 #include <QDebug>
@@ -103,6 +104,15 @@ int VideoInfoParse::parseFileImpl(QString videoPath)
     if (!QFile::exists(track)) {
         if (QFile::exists(base + ".GPX")) {
             source = QStringLiteral("gpx");
+            // A phone's or a logger's GPX is placed by its times, with
+            // nothing written beside the video; the camera's own flat XML
+            // goes through its conversion.
+            if (standardgpx::isStandard(base + ".GPX")) {
+                const int r = parseTimedGpx(base + ".GPX", videoPath);
+                if (r < 0)
+                    resetVideoInfo();
+                return r;
+            }
             // Writes the ".map" but reports false: it is read from the next
             // opening on.
             if (!XmlGpsParse::parseFile(base + ".GPX", track))

@@ -46,6 +46,9 @@ public:
     // cameras' layouts (or a DJI flight record beside it): 0 read, -1
     // refused, 1 when there is none and the subtitle path should look.
     int parseEmbeddedTrack(const QString &videoPath);
+    // A standard GPX (a phone's or a logger's) laid on the video by the
+    // times of its points: 0 read, -1 when it cannot be placed or read.
+    int parseTimedGpx(const QString &gpxPath, const QString &videoPath);
 
     // Readers. Each expects resetVideoInfo() just before.
     int parseGpsInfoFile(QString path);     // NMEA $GPRMC and converted lines

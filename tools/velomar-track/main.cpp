@@ -1,10 +1,11 @@
 // velomar-track: the player's track lookup for one video, from the command
 // line. "dump" shows the store as the player sees it; "export" writes the
-// valid samples in common formats.
+// valid samples in common formats; "trip" joins clips into drives.
 
 #include "embedded/telemetry.h"
 #include "exporters.h"
 #include "jsonwriter.h"
+#include "trip.h"
 #include "videoinfoparse.h"
 
 #include <QCoreApplication>
@@ -30,6 +31,20 @@ const char *usage =
     "  velomar-track export VIDEO --format gpx|csv|geojson|kml [-o FILE]\n"
     "      Writes the valid samples with signed coordinates, the time and the\n"
     "      speed in km/h, to FILE or to standard output.\n"
+    "  velomar-track trip PATH...\n"
+    "      Finds the videos (.mp4, .mov, .avi) among the files and in the folders\n"
+    "      with their subfolders, each once, reads each one's track, puts them in\n"
+    "      the order they were recorded and joins into one drive the clips at\n"
+    "      most 120 s apart. Prints {\"trips\": [{start, end, distance_km,\n"
+    "      max_speed (km/h), clips: [{path, start, seconds, source}]}]}, times as\n"
+    "      yyyy-MM-ddThh:mm:ss on the camera's clock; source is \"\" for a clip\n"
+    "      without a track. A clip starts at its track's first dated fix, else at\n"
+    "      the date and time in its file name, its container's creation time, or\n"
+    "      its file's modification time less its length.\n"
+    "  velomar-track export --trip PATH... --format gpx|csv|geojson|kml [-o FILE]\n"
+    "      Writes the clips of those drives in one file, in recording order: one\n"
+    "      GPX track with a segment a clip, a KML placemark a clip, a GeoJSON\n"
+    "      feature a clip, or CSV rows with the clip's file name first.\n"
     "  velomar-track formats\n"
     "      Lists the layouts of GPS inside videos that are read, by source name.\n"
     "  velomar-track --help\n"
@@ -106,6 +121,36 @@ QStringList existing(const QStringList &paths)
     return found;
 }
 
+// Text to FILE through a temporary, or to standard output.
+int writeOut(const std::string &text, const QString &outPath)
+{
+    if (outPath.isEmpty()) {
+        std::cout << text;
+        return std::cout.good() ? 0 : 1;
+    }
+    QSaveFile file(outPath);
+    if (!file.open(QIODevice::WriteOnly) ||
+        file.write(text.data(), static_cast<qint64>(text.size())) != qint64(text.size()) ||
+        !file.commit()) {
+        std::cerr << "velomar-track: cannot write " << outPath.toStdString() << ": "
+                  << file.errorString().toStdString() << '\n';
+        return 1;
+    }
+    return 0;
+}
+
+bool isFinite(const VideoInfo &s)
+{
+    return std::isfinite(s.latitude) && std::isfinite(s.longitude) && std::isfinite(s.speed);
+}
+
+void reportUnreadable(int unreadable)
+{
+    if (unreadable)
+        std::cerr << "velomar-track: skipped " << unreadable
+                  << " samples whose numbers are not finite\n";
+}
+
 int exportTrack(const QString &video, const QString &format, const QString &outPath)
 {
     VideoInfoParse store;
@@ -123,33 +168,103 @@ int exportTrack(const QString &video, const QString &format, const QString &outP
         const VideoInfo *s = it.value();
         if (!s->valid)
             continue;
-        if (!std::isfinite(s->latitude) || !std::isfinite(s->longitude) ||
-            !std::isfinite(s->speed)) {
+        if (!isFinite(*s)) {
             ++unreadable;
             continue;
         }
         points.append({it.key(), s});
     }
-    if (unreadable)
-        std::cerr << "velomar-track: skipped " << unreadable
-                  << " samples whose numbers are not finite\n";
+    reportUnreadable(unreadable);
 
     std::ostringstream os;
     exporters::write(format, QFileInfo(video).fileName(), points, os);
-    const std::string text = os.str();
-    if (outPath.isEmpty()) {
-        std::cout << text;
-        return std::cout.good() ? 0 : 1;
+    return writeOut(os.str(), outPath);
+}
+
+QString isoTime(const QDateTime &t)
+{
+    return t.toString(QStringLiteral("yyyy-MM-dd'T'hh:mm:ss"));
+}
+
+// The drives of the videos among the paths; false when a path is neither a
+// file nor a folder.
+bool readDrives(const QStringList &paths, QVector<trip::Drive> &drives)
+{
+    for (const QString &p : paths) {
+        const QFileInfo info(p);
+        if (!info.isFile() && !info.isDir()) {
+            fail("not a file or folder: " + p);
+            return false;
+        }
     }
-    QSaveFile file(outPath);
-    if (!file.open(QIODevice::WriteOnly) ||
-        file.write(text.data(), static_cast<qint64>(text.size())) != qint64(text.size()) ||
-        !file.commit()) {
-        std::cerr << "velomar-track: cannot write " << outPath.toStdString() << ": "
-                  << file.errorString().toStdString() << '\n';
-        return 1;
+    QVector<trip::Clip> clips;
+    for (const QString &video : trip::findVideos(paths))
+        clips << trip::readClip(video);
+    drives = trip::drives(std::move(clips));
+    return true;
+}
+
+void tripJson(const QVector<trip::Drive> &drives, std::ostream &os)
+{
+    os << "{\"trips\": [";
+    for (int i = 0; i < drives.size(); ++i) {
+        const trip::Drive &d = drives[i];
+        os << (i ? ",\n" : "\n") << "{\"start\": " << out::jsonString(isoTime(d.start()))
+           << ", \"end\": " << out::jsonString(isoTime(d.end()))
+           << ", \"distance_km\": " << out::number(d.distanceKm())
+           << ", \"max_speed\": " << out::number(d.maxSpeed()) << ", \"clips\": [";
+        for (int j = 0; j < d.clips.size(); ++j) {
+            const trip::Clip &c = d.clips[j];
+            os << (j ? ", " : "") << "{\"path\": " << out::jsonString(c.path)
+               << ", \"start\": " << out::jsonString(isoTime(c.start))
+               << ", \"seconds\": " << c.seconds << ", \"source\": " << out::jsonString(c.source)
+               << "}";
+        }
+        os << "]}";
     }
-    return 0;
+    os << (drives.isEmpty() ? "" : "\n") << "]}\n";
+}
+
+int printTrips(const QStringList &paths)
+{
+    QVector<trip::Drive> drives;
+    if (!readDrives(paths, drives))
+        return 2;
+    std::ostringstream os;
+    tripJson(drives, os);
+    return writeOut(os.str(), QString());
+}
+
+int exportTrip(const QStringList &paths, const QString &format, const QString &outPath)
+{
+    QVector<trip::Drive> drives;
+    if (!readDrives(paths, drives))
+        return 2;
+    QVector<exporters::Segment> segments;
+    int points = 0;
+    int unreadable = 0;
+    for (const trip::Drive &d : drives) {
+        for (const trip::Clip &c : d.clips) {
+            exporters::Segment segment{QFileInfo(c.path).fileName(), {}};
+            for (const trip::Point &p : c.points) {
+                if (isFinite(p.sample))
+                    segment.points.append({p.second, &p.sample});
+                else
+                    ++unreadable;
+            }
+            points += segment.points.size();
+            segments << segment;
+        }
+    }
+    reportUnreadable(unreadable);
+    if (points == 0)
+        return fail("no usable track found in " + paths.join(", "));
+
+    const QString title =
+        "Trip " + isoTime(drives.first().start()) + " to " + isoTime(drives.last().end());
+    std::ostringstream os;
+    exporters::writeSegments(format, title, segments, os);
+    return writeOut(os.str(), outPath);
 }
 
 } // namespace
@@ -177,8 +292,34 @@ int main(int argc, char **argv)
         }
         return 0;
     }
-    if (command != "dump" && command != "export")
+    if (command != "dump" && command != "export" && command != "trip")
         return fail("unknown command \"" + command + "\" (see --help)");
+    if (command == "trip") {
+        if (args.size() < 2)
+            return fail("trip needs files or folders (see --help)");
+        return printTrips(args.mid(1));
+    }
+    if (command == "export" && args.size() > 1 && args[1] == "--trip") {
+        QString format;
+        QString outPath;
+        QStringList paths;
+        for (int i = 2; i < args.size(); ++i) {
+            const bool hasValue = i + 1 < args.size();
+            if (args[i] == "--format" && hasValue)
+                format = args[++i];
+            else if (args[i] == "-o" && hasValue)
+                outPath = args[++i];
+            else if (args[i].startsWith('-'))
+                return fail("unexpected argument \"" + args[i] + "\" (see --help)");
+            else
+                paths << args[i];
+        }
+        if (paths.isEmpty())
+            return fail("export --trip needs files or folders (see --help)");
+        if (!exporters::isFormat(format))
+            return fail("export needs --format gpx, csv, geojson or kml");
+        return exportTrip(paths, format, outPath);
+    }
     if (args.size() < 2)
         return fail(command + " needs a video path (see --help)");
     const QString video = args[1];
