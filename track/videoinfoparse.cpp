@@ -2,6 +2,7 @@
 
 #include "srtparse.h"
 #include "standardgpx.h"
+#include "videosettings.h"
 #include "xmlgpsparse.h"
 
 #include <QDebug>
@@ -63,17 +64,26 @@ double VideoInfoParse::get2PointDistance(double lat1, double lon1, double lat2, 
 int VideoInfoParse::parseFile(QString videoPath)
 {
     const QString asked = videoPath;
-    int r = parseFileImpl(videoPath);
-    if (r < 0) {
-        const int dot = videoPath.lastIndexOf('.');
-        if (dot > 0 && videoPath.at(dot - 1) == QLatin1Char('B')) {
-            videoPath[dot - 1] = QLatin1Char('A');
-            r = parseFileImpl(videoPath);
+    const int offset = settingsDir.isEmpty() ? 0 : VideoSettings(settingsDir).offset(asked);
+    // A track the user imported for this video is their choice over any the
+    // camera wrote; it is laid with the offset already.
+    int r = settingsDir.isEmpty() ? 1 : parseImportedTrack(asked, offset);
+    if (r != 0) {
+        r = parseFileImpl(videoPath);
+        if (r < 0) {
+            const int dot = videoPath.lastIndexOf('.');
+            if (dot > 0 && videoPath.at(dot - 1) == QLatin1Char('B')) {
+                videoPath[dot - 1] = QLatin1Char('A');
+                r = parseFileImpl(videoPath);
+            }
         }
+        if (r == 0)
+            shiftSamples(offset);
     }
-    qInfo().noquote() << QStringLiteral("track of %1: %2 from %3")
+    qInfo().noquote() << QStringLiteral("track of %1: %2 from %3%4")
                              .arg(asked, r < 0 ? QStringLiteral("none") : QStringLiteral("read"),
-                                  source.isEmpty() ? QStringLiteral("no source") : source);
+                                  source.isEmpty() ? QStringLiteral("no source") : source,
+                                  offset ? QStringLiteral(", %1 s later").arg(offset) : QString());
     return r;
 }
 

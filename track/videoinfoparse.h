@@ -39,8 +39,19 @@ public:
     double get2PointDistance(double lat1, double lon1, double lat2, double lon2);
 
     // Track source lookup for a video, with the "...B" to "...A" fallback.
+    // With settingsDir set, the video's imported track comes before every
+    // other source, and its offset is applied to whichever was read.
     int parseFile(QString videoPath);
     int parseFileImpl(QString videoPath);
+
+    // The folder of per-video settings (VideoSettings); empty for none.
+    QString settingsDir;
+    // The video's imported track laid on it by time, `offset` seconds later:
+    // 0 read, 1 when there is none or it cannot be used.
+    int parseImportedTrack(const QString &videoPath, int offset);
+    // Sample s becomes sample s + seconds; the seconds left without one hold
+    // placeholders. Maximum, average and distance stay the track's.
+    void shiftSamples(int seconds);
 
     // The track the video keeps inside its container, in one of the
     // cameras' layouts (or a DJI flight record beside it): 0 read, -1
