@@ -2,6 +2,7 @@
 
 #include <QLocale>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QUrlQuery>
 #include <cmath>
 
@@ -52,7 +53,65 @@ bool clientAllowed(const QString &origin, const QUrl &requestUrl, const QString 
     if (origin.startsWith("http://", Qt::CaseInsensitive) ||
         origin.startsWith("https://", Qt::CaseInsensitive))
         return false;
+    return clientHasToken(requestUrl, token);
+}
+
+bool clientHasToken(const QUrl &requestUrl, const QString &token)
+{
     return !token.isEmpty() && QUrlQuery(requestUrl).queryItemValue("token") == token;
+}
+
+QString driveCommand(int clips, int current)
+{
+    return QStringLiteral("setDrive(%1, %2);").arg(clips).arg(current);
+}
+
+QString driveRouteCommand(int index, const QVector<QPointF> &route, int *skipped)
+{
+    QString text = QStringLiteral("setDriveRoute(%1, [").arg(index);
+    text.reserve(text.size() + route.size() * 26 + 3);
+    bool first = true;
+    for (const QPointF &p : route) {
+        if (!std::isfinite(p.x()) || !std::isfinite(p.y()) || std::abs(p.x()) > 90 ||
+            std::abs(p.y()) > 180) {
+            if (skipped)
+                ++*skipped;
+            continue;
+        }
+        if (!first)
+            text += QLatin1Char(',');
+        first = false;
+        text += QLatin1Char('[') + QString::number(p.x(), 'g', 10) + QLatin1Char(',') +
+                QString::number(p.y(), 'g', 10) + QLatin1Char(']');
+    }
+    text += QLatin1String("]);");
+    return text;
+}
+
+QString driveCurrentCommand(int current)
+{
+    return QStringLiteral("setDriveCurrent(%1);").arg(current);
+}
+
+bool parseClick(const QString &message, double *latitude, double *longitude)
+{
+    // The page writes 30 characters at most.
+    if (message.size() > 64)
+        return false;
+    static const QRegularExpression form(QRegularExpression::anchoredPattern(
+        QStringLiteral("click (-?(?:0|[1-9][0-9]{0,2})(?:\\.[0-9]{1,12})?) "
+                       "(-?(?:0|[1-9][0-9]{0,2})(?:\\.[0-9]{1,12})?)")));
+    const QRegularExpressionMatch m = form.match(message);
+    if (!m.hasMatch())
+        return false;
+    bool latOk = false, lonOk = false;
+    const double lat = m.captured(1).toDouble(&latOk), lon = m.captured(2).toDouble(&lonOk);
+    if (!latOk || !lonOk || !std::isfinite(lat) || !std::isfinite(lon) || std::abs(lat) > 90 ||
+        std::abs(lon) > 180)
+        return false;
+    *latitude = lat;
+    *longitude = lon;
+    return true;
 }
 
 } // namespace maplink

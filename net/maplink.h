@@ -1,10 +1,12 @@
 #pragma once
 
-// The script commands that drive the map pages, and who may receive them
-// over the local WebSocket.
+// The script commands that drive the map pages, who may receive them over
+// the local WebSocket, and what a page may say back.
 
+#include <QPointF>
 #include <QString>
 #include <QUrl>
+#include <QVector>
 
 namespace maplink {
 
@@ -35,5 +37,30 @@ QUrl browserPageUrl(const QString &pagePath, const QString &token);
 // the query of its request URL. Clients without an Origin are local
 // programs, not pages, and may connect.
 bool clientAllowed(const QString &origin, const QUrl &requestUrl, const QString &token);
+
+// The run's token is in the query of the request URL (never with an empty
+// token): only such a client may send the player clicks.
+bool clientHasToken(const QUrl &requestUrl, const QString &token);
+
+// The most clips a drive on the map may have; the pages refuse more.
+constexpr int maxDriveClips = 10000;
+
+// "setDrive(clips, current);": a new drive of `clips` clips, of which
+// `current` plays (-1: none). "setDrive(0, -1);" takes the drive off the map.
+QString driveCommand(int clips, int current);
+
+// "setDriveRoute(index, [[lat,lon],...]);": clip `index`'s route, x the
+// latitude and y the longitude, each number as QString::number(v, 'g', 10),
+// no spaces. Points not finite or out of range are left out and counted in
+// `skipped`.
+QString driveRouteCommand(int index, const QVector<QPointF> &route, int *skipped = nullptr);
+
+// "setDriveCurrent(current);": another clip of the same drive plays.
+QString driveCurrentCommand(int current);
+
+// A click on a page's route, as the page sends it: exactly
+// "click <latitude> <longitude>", decimal numbers without exponent, latitude
+// within ±90 and longitude within ±180. False for anything else.
+bool parseClick(const QString &message, double *latitude, double *longitude);
 
 } // namespace maplink

@@ -91,7 +91,22 @@ private slots:
                                "TXT_TIP",
                                "TXT_TIP_EXIT",
                                "TXT_TIP_YES",
-                               "TXT_TIP_NO"};
+                               "TXT_TIP_NO",
+                               // Drives
+                               "TXT_MENU_DRIVE",
+                               "TXT_ACT_OPEN_FOLDER",
+                               "TXT_ACT_IMPORT",
+                               "TXT_ACT_EXPORT",
+                               "TXT_ACT_OFFSET",
+                               "TXT_READING_DRIVES",
+                               "TXT_TRIP_LINE",
+                               "TXT_OFFSET_TEXT",
+                               "TXT_OFFSET_DRIVE",
+                               "TXT_SCOPE_CLIP",
+                               "TXT_SCOPE_DRIVE",
+                               "TXT_IMPORT_FAILED",
+                               "TXT_EXPORT_FAILED",
+                               "TXT_NO_TRACK"};
         LanguageParse lp; // the build's res/language
         QCOMPARE(lp.languageList.size(), 7);
         // English is the default table, listed so that the chooser shows it.

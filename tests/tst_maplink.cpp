@@ -89,6 +89,122 @@ private slots:
         QVERIFY(!maplink::clientAllowed("null", QUrl("ws://127.0.0.1:9090/?token="), ""));
         QVERIFY(!maplink::clientAllowed("null", QUrl("ws://127.0.0.1:9090/"), ""));
     }
+
+    // Only a client with the run's token may send clicks; a local program
+    // let in without an Origin may not.
+    void clicksNeedTheToken()
+    {
+        QVERIFY(maplink::clientHasToken(QUrl("ws://127.0.0.1:9090/?token=t0k3n"), "t0k3n"));
+        QVERIFY(!maplink::clientHasToken(QUrl("ws://127.0.0.1:9090/"), "t0k3n"));
+        QVERIFY(!maplink::clientHasToken(QUrl("ws://127.0.0.1:9090/?token=guess"), "t0k3n"));
+        QVERIFY(!maplink::clientHasToken(QUrl("ws://127.0.0.1:9090/?token="), ""));
+        QVERIFY(!maplink::clientHasToken(QUrl("ws://127.0.0.1:9090/"), ""));
+    }
+
+    void driveCommands()
+    {
+        QCOMPARE(maplink::driveCommand(3, 1), QString("setDrive(3, 1);"));
+        QCOMPARE(maplink::driveCommand(0, -1), QString("setDrive(0, -1);"));
+        QCOMPARE(maplink::driveCurrentCommand(2), QString("setDriveCurrent(2);"));
+        QCOMPARE(maplink::driveRouteCommand(0, {}), QString("setDriveRoute(0, []);"));
+        QCOMPARE(maplink::driveRouteCommand(
+                     4, {QPointF(-33.5, -70.25), QPointF(22.543210987654, 113.941234567),
+                         QPointF(0.0000123456789012, 180), QPointF(-90, -180)}),
+                 QString("setDriveRoute(4, [[-33.5,-70.25],[22.54321099,113.9412346],"
+                         "[1.23456789e-05,180],[-90,-180]]);"));
+    }
+
+    void driveRoutesHoldFiniteDegreesOnly()
+    {
+        const double nan = std::numeric_limits<double>::quiet_NaN();
+        const double inf = std::numeric_limits<double>::infinity();
+        int skipped = 0;
+        QCOMPARE(maplink::driveRouteCommand(1,
+                                            {QPointF(nan, 1), QPointF(22.5, 114), QPointF(1, inf),
+                                             QPointF(-inf, 0), QPointF(90.5, 0), QPointF(0, -181),
+                                             QPointF(22.6, 114.1)},
+                                            &skipped),
+                 QString("setDriveRoute(1, [[22.5,114],[22.6,114.1]]);"));
+        QCOMPARE(skipped, 5);
+        QCOMPARE(maplink::driveRouteCommand(0, {QPointF(nan, nan)}, &skipped),
+                 QString("setDriveRoute(0, []);"));
+        QCOMPARE(skipped, 6);
+    }
+
+    void clicksAsThePagesWriteThem_data()
+    {
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<double>("latitude");
+        QTest::addColumn<double>("longitude");
+        QTest::newRow("Shenzhen") << "click 22.5412345 114.0512345" << 22.5412345 << 114.0512345;
+        QTest::newRow("south-west") << "click -33.5000000 -70.2500000" << -33.5 << -70.25;
+        QTest::newRow("whole degrees") << "click 0 -180" << 0.0 << -180.0;
+        QTest::newRow("the poles' edges") << "click -90.0000000 180.0000000" << -90.0 << 180.0;
+        QTest::newRow("twelve decimals") << "click 1.123456789012 2.5" << 1.123456789012 << 2.5;
+    }
+    void clicksAsThePagesWriteThem()
+    {
+        QFETCH(QString, message);
+        QFETCH(double, latitude);
+        QFETCH(double, longitude);
+        double lat = 1000, lon = 1000;
+        QVERIFY(maplink::parseClick(message, &lat, &lon));
+        QCOMPARE(lat, latitude);
+        QCOMPARE(lon, longitude);
+    }
+
+    void anythingElseIsNoClick_data()
+    {
+        QTest::addColumn<QString>("message");
+        const QStringList bad{
+            "",
+            "click",
+            "click ",
+            "click 22.5",
+            "click 22.5 ",
+            "click 22.5 114 ",
+            " click 22.5 114",
+            "click 22.5 114\n",
+            "click 22.5\t114",
+            "click  22.5 114",
+            "click 22.5 114 1",
+            "Click 22.5 114",
+            "click 22,5 114",
+            "click 22.5, 114",
+            "click +22.5 114",
+            "click 22. 114",
+            "click .5 114",
+            "click 022.5 114",
+            "click 22.5e0 114",
+            "click 1e1 114",
+            "click 0x10 114",
+            "click NaN 114",
+            "click nan 114",
+            "click 22.5 Infinity",
+            "click 22.5 inf",
+            "click 90.0000001 0",
+            "click -90.5 0",
+            "click 0 180.0000001",
+            "click 0 -181",
+            "click 999 0",
+            "click 1.1234567890123 0",
+            "click 22.5 114" + QString(100, QLatin1Char(' ')),
+            "click " + QString(70, QLatin1Char('1')) + " 1",
+            "hello(0, 0);",
+            "mapinitialize(22.5, 114);",
+            QString::fromUtf8("click 22.5 11\xd9\xa4"), // an Arabic-Indic digit
+        };
+        for (const QString &m : bad)
+            QTest::newRow(qPrintable(m.left(40))) << m;
+    }
+    void anythingElseIsNoClick()
+    {
+        QFETCH(QString, message);
+        double lat = 1000, lon = 1000;
+        QVERIFY(!maplink::parseClick(message, &lat, &lon));
+        QCOMPARE(lat, 1000.0); // left alone
+        QCOMPARE(lon, 1000.0);
+    }
 };
 
 QTEST_GUILESS_MAIN(MapLinkTest)

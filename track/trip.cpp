@@ -114,11 +114,12 @@ QDateTime timeFromName(const QString &fileName)
     return QDateTime();
 }
 
-Clip readClip(const QString &path)
+Clip readClip(const QString &path, const QString &settingsDir)
 {
     Clip clip;
     clip.path = path;
     VideoInfoParse store;
+    store.settingsDir = settingsDir;
     int result = store.parseFile(path);
     // A camera's GPX is converted on the first lookup and read from the next.
     if (result < 0 && store.source == QLatin1String("gpx"))

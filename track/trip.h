@@ -55,9 +55,10 @@ QStringList findVideos(const QStringList &paths);
 // yyyyMMddhhmmss, yyyy-MM-dd_hh-mm-ss and the like. Invalid when none.
 QDateTime timeFromName(const QString &fileName);
 
-// Reads one clip: its track by the player's own lookup, its recording time
-// by the first source that has one.
-Clip readClip(const QString &path);
+// Reads one clip: its track by the player's own lookup (with the per-video
+// offsets and imports of settingsDir, when given), its recording time by the
+// first source that has one.
+Clip readClip(const QString &path, const QString &settingsDir = QString());
 
 // The clips in recording order, joined into drives.
 QVector<Drive> drives(QVector<Clip> clips, int gapSeconds = maxGapSeconds);

@@ -1,6 +1,7 @@
 // MainWindow: construction, layout, window states, closing.
 
 #include "mainwindow.h"
+#include "videosettings.h"
 
 #include "aboutdialog.h"
 #include "avplayer.h"
@@ -37,6 +38,7 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
 {
     qDebug() << "-----------------------------start up-----------------------------";
     ui->setupUi(this);
+    setUpDriveMenu();
     autoPlayNext = true;
 
     player = new media::AVPlayer(this);
@@ -67,6 +69,7 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
     move((screenWidth - w) / 2, (screenHeight - h) / 2);
 
     videoInfoParse = new VideoInfoParse;
+    setUpTrackTools(); // before any parse: the store reads the per-video settings
     loadingDialog = new LoadingDialog;
     parseTimer = new QTimer;
     connect(parseTimer, SIGNAL(timeout()), this, SLOT(videoInfoParseEnd()));
@@ -188,8 +191,13 @@ void MainWindow::resetUI(int w, int h)
         u.listVideo->setGeometry(vw, 0, rw, u.cmbSpeedUnit->y() / 2);
     else
         u.listVideo->setGeometry(vw, 0, rw, 70);
-    u.webBrowser->setGeometry(vw, u.listVideo->height(), rw,
-                              u.cmbSpeedUnit->y() - u.listVideo->height());
+    // The drive's line, while a clip of a drive plays, sits between the
+    // list and the map.
+    const int tripHeight = tripLine && !tripLine->isHidden() ? 24 : 0;
+    if (tripLine)
+        tripLine->setGeometry(vw, u.listVideo->y() + u.listVideo->height(), rw, tripHeight);
+    u.webBrowser->setGeometry(vw, u.listVideo->height() + tripHeight, rw,
+                              u.cmbSpeedUnit->y() - u.listVideo->height() - tripHeight);
 
     // The first button starts 6 pixels off the edge to hide its left border.
     const int bw = (vw + 2) / 6;
@@ -209,6 +217,8 @@ void MainWindow::resetUI(int w, int h)
     u.txtWeiduTip->setGeometry(u.txtTimeTip->x() + u.txtTimeTip->width(), vh, c3 + 14, 30);
     u.txtJingduTip->setGeometry(u.txtWeiduTip->x() + u.txtTimeTip->width(), vh, c3, 30);
     u.txtTime->setGeometry(0, u.txtTimeTip->y() + 30, c3, 40);
+    if (offsetLabel) // the track's offset, at the end of the time's title
+        offsetLabel->setGeometry(c3 - 70, vh, 70, 30);
     u.txtWeidu->setGeometry(u.txtTime->x() + c3 + 14, u.txtWeiduTip->y() + 30, c3, 40);
     u.txtJingdu->setGeometry(u.txtWeidu->x() + c3 + 14, u.txtWeidu->y(), c3, 40);
 

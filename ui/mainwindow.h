@@ -7,7 +7,11 @@
 #include <memory>
 
 class BrowserPage;
+class DriveList;
 class QAction;
+class QLabel;
+class QMenu;
+class QProgressDialog;
 class QListWidgetItem;
 class ParseFileThread;
 class QStackedLayout;
@@ -20,6 +24,7 @@ class LoadingDialog;
 class QMeter;
 struct VideoInfo;
 class VideoInfoParse;
+class VideoSettings;
 namespace media {
 class AVError;
 class AVPlayer;
@@ -102,6 +107,17 @@ public slots:
     void actionabout(QAction *action);
     void fileDownloadProgress(qint64 done, qint64 total);
 
+    // Drives: a folder's clips in recording order, played as one.
+    void openFolder();                         // the menu's "Open folder…"
+    void openDrives(const QStringList &paths); // files and folders, read in the background
+    void onDrivesRead(bool cancelled);
+    void onMapClick(double latitude, double longitude); // play the clip and second nearest
+    // The track against the picture, imports and exports (mainwindow_tracktools.cpp).
+    void editOffset();          // the menu's "Time offset…"
+    void stepOffset(int delta); // keys [ and ]
+    void importTrack();         // the menu's "Import track…"
+    void exportTrack();         // the menu's "Export track…"
+
 protected:
     void changeEvent(QEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
@@ -178,4 +194,51 @@ private:
     bool pauseOnStart = false;   // Play, reading "Pause", was pressed before the first frame
     bool stopAfterError = false; // the player's stop that follows an error was handled already
     int lastSecond = -1;
+
+    // The drive on the map
+public:
+    // Both maps show the drive, routes[i] clip i's route as QPointF(latitude,
+    // longitude), under clip `current`, which plays; current -1 takes the
+    // drive off the maps. The same routes with another current keep the
+    // drive drawn and only move the playing clip on.
+    void setMapDrive(const QVector<QVector<QPointF>> &routes, int current);
+signals:
+    // A click on the drive's route (or the playing clip's) on either map.
+    void mapClicked(double latitude, double longitude);
+
+private:
+    void sendMapDrive();             // the drive last set, to the targets of sendMapCommand
+    void bringBrowserCopyUpToDate(); // a new client: the drive, route and line so far
+    void onMapClientMessage(QWebSocket *socket, const QString &message);
+    QVector<QVector<QPointF>> mapDrive;    // the drive shown; empty: none
+    int mapDriveCurrent = -1;              // its clip that plays
+    bool mapCommandsToBrowserOnly = false; // sendMapCommand leaves the embedded page out
+
+    // Drives of an opened folder (mainwindow_trip.cpp).
+    void setUpDriveMenu();
+    void retranslateDriveTexts();
+    void updateTripLine(int second);
+    void showDriveOnMap();
+    bool nextInDrive() const; // the entry after the current one continues its drive
+    int nextPlayableRow(int from) const;
+    DriveList *driveList = nullptr;
+    QProgressDialog *driveProgress = nullptr;
+    QLabel *tripLine = nullptr;
+    QMenu *driveMenu = nullptr;
+    QAction *actionOpenFolder = nullptr;
+    int pendingSeek = -1;         // a map click's second, for the clip being opened
+    bool continuingDrive = false; // the clip that stopped goes on in the next one
+
+    // Offsets and imported tracks, kept per video in the settings folder.
+    void setUpTrackTools();
+    void retranslateTrackTools();
+    QString currentVideo() const;                  // the video open, else the selected entry
+    QStringList scopeVideos(const QString &title); // this clip or its whole drive; empty: cancelled
+    void applyTrackSettings(int offsetChange); // read the open video's track again, keep playing
+    void showOffset();
+    std::unique_ptr<VideoSettings> videoSettings;
+    QLabel *offsetLabel = nullptr;
+    QAction *actionImport = nullptr;
+    QAction *actionExport = nullptr;
+    QAction *actionOffset = nullptr;
 };

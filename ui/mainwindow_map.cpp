@@ -1,10 +1,12 @@
 // MainWindow: the map, twice: the embedded page through runJavaScript and
-// the browser copy through the local WebSocket, both fed the same commands.
+// the browser copy through the local WebSocket, both fed the same commands;
+// the drive under the playing clip, and clicks on it from either map.
 
 #include "avplayer.h"
 #include "config.h"
 #include "mainwindow.h"
 #include "maplink.h"
+#include "mappage.h"
 #include "ui_mainwindow.h"
 #include "videoinfoparse.h"
 
@@ -25,6 +27,8 @@ QString MainWindow::mapPage() const
 
 void MainWindow::startMapServer()
 {
+    if (auto *page = qobject_cast<MapPage *>(webView ? webView->page() : nullptr))
+        connect(page, &MapPage::clicked, this, &MainWindow::mapClicked);
     mapToken = maplink::newToken();
     wsServer = new QWebSocketServer("server", QWebSocketServer::NonSecureMode);
     // Loopback only: the positions never leave the machine.
@@ -53,6 +57,11 @@ void MainWindow::onNewConnection()
         // the message is kept.
         socket->setMaxAllowedIncomingFrameSize(maplink::maxClientMessageBytes);
         socket->setMaxAllowedIncomingMessageSize(maplink::maxClientMessageBytes);
+        connect(socket, &QWebSocket::textMessageReceived, this,
+                [this, socket](const QString &message) { onMapClientMessage(socket, message); });
+        connect(socket, &QWebSocket::binaryMessageReceived, this, [](const QByteArray &message) {
+            qWarning() << "map client: binary message of" << message.size() << "bytes ignored";
+        });
         // Only the newest client is fed; the one it replaces is let go.
         // (Kept open before, it stayed allocated for the whole run.)
         if (wsClient) {
@@ -63,12 +72,19 @@ void MainWindow::onNewConnection()
         }
         wsClient = socket;
         wsClient->sendTextMessage("hello(0, 0);");
+        // A page that has just connected knows nothing yet, as one that has
+        // just loaded: it is brought up to date at once.
+        bringBrowserCopyUpToDate();
     }
 }
 
 void MainWindow::runRemoteScript(const QString &script)
 {
-    qDebug().noquote() << script;
+    // A drive's route is one command of up to megabytes.
+    if (script.size() > 200)
+        qDebug().noquote() << script.left(120) << "…" << script.size() << "characters";
+    else
+        qDebug().noquote() << script;
     if (!wsClient)
         return;
     qDebug() << "send to client";
@@ -104,7 +120,7 @@ private:
 
 void MainWindow::sendMapCommand(const QString &command)
 {
-    if (webView && mapPageLoaded) {
+    if (webView && mapPageLoaded && !mapCommandsToBrowserOnly) {
         if (pageBatch)
             pageBatch->append(command);
         else
@@ -208,10 +224,13 @@ void MainWindow::loadFinished(bool)
 {
     mapPageLoaded = true;
     // A page that has just loaded knows nothing yet: bring it up to date.
+    PageBatch batch(this);
     if (!videoOpen()) {
         sendMapCommand(maplink::defaultView());
+        sendMapDrive();
         return;
     }
+    sendMapDrive();
     if (!videoInfoParse->isParsed)
         return;
     drawGpsRoadMap();
@@ -225,4 +244,93 @@ void MainWindow::on_cmbMapType_currentIndexChanged(int)
         return;
     webView->load(QUrl::fromLocalFile(mapPage()));
     saveParam();
+}
+
+namespace {
+
+// Exactly the same points: a drive whose next clip plays is not sent again.
+bool sameRoutes(const QVector<QVector<QPointF>> &a, const QVector<QVector<QPointF>> &b)
+{
+    if (a.size() != b.size())
+        return false;
+    for (int i = 0; i < a.size(); ++i) {
+        if (a[i].size() != b[i].size())
+            return false;
+        for (int j = 0; j < a[i].size(); ++j)
+            if (a[i][j].x() != b[i][j].x() || a[i][j].y() != b[i][j].y())
+                return false;
+    }
+    return true;
+}
+
+} // namespace
+
+void MainWindow::setMapDrive(const QVector<QVector<QPointF>> &routes, int current)
+{
+    const bool shown = current >= 0 && current < routes.size();
+    if (current != -1 && (!shown || routes.size() > maplink::maxDriveClips)) {
+        qWarning() << "map drive: clip" << current << "of" << routes.size()
+                   << "cannot be shown: the drive is taken off the map";
+    }
+    const QVector<QVector<QPointF>> drive =
+        shown && routes.size() <= maplink::maxDriveClips ? routes : QVector<QVector<QPointF>>();
+    current = drive.isEmpty() ? -1 : current;
+    PageBatch batch(this);
+    if (sameRoutes(drive, mapDrive)) {
+        // The next clip of the same drive: nothing is drawn anew.
+        if (current != mapDriveCurrent)
+            sendMapCommand(maplink::driveCurrentCommand(current));
+        mapDriveCurrent = current;
+        return;
+    }
+    mapDrive = drive;
+    mapDriveCurrent = current;
+    if (drive.isEmpty())
+        sendMapCommand(maplink::driveCommand(0, -1));
+    else
+        sendMapDrive();
+}
+
+void MainWindow::sendMapDrive()
+{
+    if (mapDrive.isEmpty())
+        return;
+    PageBatch batch(this);
+    sendMapCommand(maplink::driveCommand(mapDrive.size(), mapDriveCurrent));
+    int skipped = 0;
+    for (int i = 0; i < mapDrive.size(); ++i)
+        sendMapCommand(maplink::driveRouteCommand(i, mapDrive[i], &skipped));
+    if (skipped)
+        qWarning() << "map drive:" << skipped << "points left out: not finite or out of range";
+}
+
+void MainWindow::bringBrowserCopyUpToDate()
+{
+    // The same commands as a page load, for this client only: the embedded
+    // page has them already.
+    mapCommandsToBrowserOnly = true;
+    sendMapDrive();
+    if (videoOpen() && videoInfoParse->isParsed) {
+        drawGpsRoadMap();
+        sendTravelledLine(int(player->position() / 1000));
+    }
+    mapCommandsToBrowserOnly = false;
+}
+
+void MainWindow::onMapClientMessage(QWebSocket *socket, const QString &message)
+{
+    // Only the page this run opened, by its token, may move the video; and
+    // only while it is the page being fed.
+    if (socket != wsClient || !maplink::clientHasToken(socket->requestUrl(), mapToken)) {
+        qWarning() << "map client: message from a client without the run's token ignored,"
+                   << message.size() << "characters";
+        return;
+    }
+    double latitude = 0, longitude = 0;
+    if (!maplink::parseClick(message, &latitude, &longitude)) {
+        qWarning() << "map client: message ignored:" << message.left(48) << message.size()
+                   << "characters";
+        return;
+    }
+    emit mapClicked(latitude, longitude);
 }

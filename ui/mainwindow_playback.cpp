@@ -4,6 +4,7 @@
 #include "audiooutput.h"
 #include "avplayer.h"
 #include "config.h"
+#include "drivelist.h"
 #include "languageparse.h"
 #include "loadingdialog.h"
 #include "mainwindow.h"
@@ -20,6 +21,7 @@
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QSound>
@@ -48,6 +50,7 @@ void MainWindow::on_btnOpenFile_clicked()
     if (dialog.exec() != QDialog::Accepted)
         return;
     mediaDir = dialog.directory().absolutePath();
+    driveList->clear();
     ui->listVideo->clear();
     ui->listVideo->addItems(dialog.selectedFiles());
     ui->listVideo->setCurrentRow(0);
@@ -87,6 +90,18 @@ void MainWindow::dropEvent(QDropEvent *event)
     const QList<QUrl> urls = event->mimeData()->urls();
     if (urls.isEmpty())
         return;
+    // A folder among them: its drives, with the files dropped beside it.
+    QStringList paths;
+    bool folder = false;
+    for (const QUrl &url : urls) {
+        paths << url.toLocalFile();
+        folder = folder || QFileInfo(paths.last()).isDir();
+    }
+    if (folder) {
+        openDrives(paths);
+        return;
+    }
+    driveList->clear();
     ui->listVideo->clear();
     for (const QUrl &url : urls) {
         const QString path = url.toLocalFile();

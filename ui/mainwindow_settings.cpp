@@ -108,6 +108,8 @@ void MainWindow::setUp_Language(QString lang)
     for (auto it = language->languageList.cbegin(); it != language->languageList.cend(); ++it)
         ui->cmbLanguage->addItem(language->get(it.value()), it.key());
     ui->cmbLanguage->setCurrentText(language->get(language->languageList.value(resolved)));
+    retranslateDriveTexts();
+    retranslateTrackTools();
 }
 
 void MainWindow::on_cmbLanguage_currentIndexChanged(int index)

@@ -44,6 +44,8 @@ void MainWindow::updateSlider(qint64)
 
 void MainWindow::updateVideoInfo(int n)
 {
+    if (!tripLine->isHidden())
+        updateTripLine(n); // also for a clip of the drive that has no track
     const VideoInfoParse &store = *videoInfoParse;
     if (!store.isParsed) {
         ui->txtTime->display("00:00:00");
@@ -99,6 +101,13 @@ void MainWindow::videoPlayStarted()
     setVolume();
     updateVideoInfo(0);
     drawGpsRoadMap();
+    continuingDrive = false;
+    showDriveOnMap();
+    if (pendingSeek >= 0) {
+        // A click on the drive's route chose this clip at this second.
+        player->seek(qint64(pendingSeek) * 1000);
+        pendingSeek = -1;
+    }
 }
 
 void MainWindow::videoPlayStopped()
@@ -113,10 +122,18 @@ void MainWindow::videoPlayStopped()
         audio->setVolume(0.0);
     if (previewWidget && !previewWidget->isHidden())
         previewWidget->close();
-    stackedLayout->setCurrentIndex(1);
-    ui->cmbMapType->setEnabled(true);
-    resetVideoParam();
-    sendMapCommand(maplink::defaultView());
+    // A clip that ends inside its drive hands over to the next one with the
+    // picture, dashboard and map kept as they are until it starts.
+    continuingDrive = autoPlayNext && !replayRequested && nextInDrive();
+    if (!continuingDrive) {
+        stackedLayout->setCurrentIndex(1);
+        ui->cmbMapType->setEnabled(true);
+        resetVideoParam();
+        sendMapCommand(maplink::defaultView());
+        tripLine->hide();
+        offsetLabel->hide();
+        setMapDrive({}, -1);
+    }
     if (previewWidget)
         previewWidget->setFile("");
     if (replayRequested) {
@@ -124,8 +141,9 @@ void MainWindow::videoPlayStopped()
         on_btnPlay_clicked();
         return;
     }
-    const int next = ui->listVideo->currentRow() + 1;
-    if (autoPlayNext && next < ui->listVideo->count()) {
+    // Drive headers are no entries to play.
+    const int next = nextPlayableRow(ui->listVideo->currentRow() + 1);
+    if (autoPlayNext && next >= 0) {
         ui->listVideo->setCurrentRow(next);
         on_btnPlay_clicked();
     }

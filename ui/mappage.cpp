@@ -1,7 +1,10 @@
 #include "mappage.h"
 
+#include "maplink.h"
+
 #include <QDebug>
 #include <QDesktopServices>
+#include <QDir>
 #include <QFileInfo>
 #include <QWebEngineScript>
 #include <QWebEngineScriptCollection>
@@ -18,8 +21,12 @@ bool isWebLink(const QUrl &url)
 
 MapPage::MapPage(const QStringList &pageFiles, QObject *parent) : QWebEnginePage(parent)
 {
-    for (const QString &p : pageFiles)
+    for (const QString &p : pageFiles) {
         pages << QFileInfo(p).canonicalFilePath();
+        scriptFiles
+            << QFileInfo(QFileInfo(p).dir(), QStringLiteral("velomar-map.js")).canonicalFilePath();
+    }
+    scriptFiles.removeAll(QString()); // a script that is not there matches no source
     // No file beyond the page's own scripts and styles can be read.
     settings()->setAttribute(QWebEngineSettings::LocalContentCanAccessFileUrls, false);
     settings()->setAttribute(QWebEngineSettings::LocalContentCanAccessRemoteUrls, false);
@@ -55,4 +62,30 @@ QWebEnginePage *MapPage::createWindow(WebWindowType)
 {
     qWarning() << "map view: refused to open a window";
     return nullptr;
+}
+
+bool MapPage::isMapScript(const QString &source) const
+{
+    const QUrl url(source);
+    return url.isLocalFile() &&
+           scriptFiles.contains(QFileInfo(url.toLocalFile()).canonicalFilePath());
+}
+
+void MapPage::javaScriptConsoleMessage(JavaScriptConsoleMessageLevel level, const QString &message,
+                                       int line, const QString &source)
+{
+    // The page's click handler logs "click <lat> <lon>" at info level; a
+    // message that only looks like one (another level, another script, a
+    // malformed position) moves nothing.
+    if (message.startsWith(QLatin1String("click "))) {
+        double latitude = 0, longitude = 0;
+        if (level == InfoMessageLevel && isMapScript(source) &&
+            maplink::parseClick(message, &latitude, &longitude)) {
+            emit clicked(latitude, longitude);
+            return;
+        }
+        qWarning().noquote() << "map view: click message ignored from" << source.left(200);
+        return;
+    }
+    QWebEnginePage::javaScriptConsoleMessage(level, message, line, source);
 }

@@ -1,6 +1,7 @@
 // The map pages' shared part: the commands the player sends, drawing batched
-// once per frame, the tile failure notice and the link to the player when the
-// page runs in a browser.
+// once per frame, the drive of several clips under the playing one, clicks on
+// it reported to the player, the tile failure notice and the link to the
+// player when the page runs in a browser.
 (function () {
     'use strict';
 
@@ -153,6 +154,36 @@
         var endMarker = marker('velomar-end', '#212121');
         var positionMarker = marker('velomar-position', '#ffd600');
 
+        // The drive: every clip's route, in a pane under the playing clip's
+        // lines, fainter; the clips played before it in the travelled colour,
+        // so that the travelled line runs on from the drive's start. Its
+        // start and end have markers of their own. A new drive replaces the
+        // one drawn once all of its clips have come (or none has for
+        // ROUTE_SETTLE_MS), so that the map never shows it half drawn.
+        var MAX_DRIVE_CLIPS = 10000, MAX_CLIP_POINTS = 200000;
+        map.createPane('velomarDrive').style.zIndex = 350; // under the overlay pane (400)
+        var driveTravelledLine = L.polyline([], {
+            pane: 'velomarDrive', className: 'velomar-drive-travelled', color: '#ff1744', weight: 5,
+            opacity: 0.45, lineCap: 'round', interactive: false
+        }).addTo(map);
+        var driveRouteLine = L.polyline([], {
+            pane: 'velomarDrive', className: 'velomar-drive-route', color: '#2979ff', weight: 4,
+            opacity: 0.4, interactive: false
+        }).addTo(map);
+        function driveMarker(cls, ring) {
+            return L.circleMarker(DEFAULT_CENTER, {
+                pane: 'velomarDrive', className: cls, radius: 11, color: ring, weight: 4,
+                fillColor: '#ffffff', fillOpacity: 1, interactive: false
+            });
+        }
+        var driveStartMarker = driveMarker('velomar-drive-start', '#00c853');
+        var driveEndMarker = driveMarker('velomar-drive-end', '#212121');
+        // Received: the clips of the newest drive (null until each comes).
+        var driveClips = [], driveCount = 0, driveCurrent = -1, driveReceived = 0;
+        var driveDirty = false, driveLayoutDirty = false, driveLastAt = -Infinity, driveTimerId = null;
+        // Drawn: the clips (WGS-84) and their points in the current datum.
+        var shownClips = [], shownDrawn = [], driveStart = null, driveEnd = null;
+
         function gcjActive() {
             return base.velomarGcj02;
         }
@@ -274,6 +305,7 @@
                 fitRoute(); // drawn while it came, settled since
             }
             scheduleRoute(now);
+            flushDrive(force, now);
             if (travelledQueue.length) {
                 for (var j = 0; j < travelledQueue.length; j++) {
                     travelled.push(travelledQueue[j]);
@@ -287,6 +319,65 @@
             mirror();
         }
 
+        function driveComplete() {
+            return driveReceived === driveCount;
+        }
+        // Which clips are before the playing one, and the drive's ends.
+        function layDrive() {
+            driveLayoutDirty = false;
+            var before = [], rest = [];
+            for (var i = 0; i < shownDrawn.length; i++) {
+                if (shownDrawn[i].length)
+                    (i < driveCurrent ? before : rest).push(shownDrawn[i]);
+            }
+            driveTravelledLine.setLatLngs(before);
+            driveRouteLine.setLatLngs(rest);
+            driveStart = driveEnd = null;
+            for (var j = 0; j < shownClips.length; j++) {
+                var c = shownClips[j];
+                if (c.length) {
+                    if (!driveStart)
+                        driveStart = c[0];
+                    driveEnd = c[c.length - 1];
+                }
+            }
+            place(driveStartMarker, driveStart);
+            place(driveEndMarker, driveEnd);
+        }
+        function drawDrive() {
+            if (driveTimerId !== null)
+                clearTimeout(driveTimerId);
+            driveTimerId = null;
+            driveDirty = false;
+            shownClips = driveClips.map(function (c) {
+                return c || [];
+            });
+            shownDrawn = shownClips.map(function (c) {
+                return c.map(drawn);
+            });
+            layDrive();
+            // With no clip playing, the view shows all of the drive; a
+            // playing clip's own route decides the view otherwise.
+            if (driveCurrent < 0 && driveStart && mapHasSize())
+                map.fitBounds(driveRouteLine.getBounds(), {padding: [24, 24], maxZoom: 16, animate: false});
+        }
+        function flushDrive(force, now) {
+            if (driveDirty && (force || driveComplete() || now >= driveLastAt + ROUTE_SETTLE_MS)) {
+                drawDrive();
+            } else if (driveDirty) {
+                if (driveTimerId === null)
+                    driveTimerId = setTimeout(function () {
+                        driveTimerId = null;
+                        flush();
+                    }, Math.max(0, driveLastAt + ROUTE_SETTLE_MS - now));
+            } else if (driveLayoutDirty) {
+                layDrive();
+            }
+        }
+
+        // The drive stays through the commands of the playing clip's route
+        // (mapinitialize, clrRTploy): the next clip of a drive starts on a
+        // map that still shows it.
         function clearAll() {
             cancelFlush();
             if (routeTimerId !== null)
@@ -328,9 +419,15 @@
         function logCount() {
             return log.length / LOG_STRIDE;
         }
-        function logText(i) {
+        // brief: a long route as its length only (the page's summary is
+        // written out after every drawing).
+        function logText(i, brief) {
             var at = i * LOG_STRIDE, args = [log[at + 2], log[at + 3]].slice(0, log[at + 1]);
-            return log[at] + '(' + args.join(', ') + ');';
+            return log[at] + '(' + args.map(function (a) {
+                if (!Array.isArray(a))
+                    return a;
+                return brief && a.length > 10 ? '[' + a.length + ' points]' : JSON.stringify(a);
+            }).join(', ') + ');';
         }
         // Numbers, or texts of numbers; nothing else (Number(null) is 0).
         function degrees(v) {
@@ -411,6 +508,74 @@
             mirror();
         };
 
+        // The drive's commands take whole numbers and finite degrees only,
+        // and refuse (with a warning, never a throw) anything else whole.
+        function wholeIn(v, low, high) {
+            return typeof v === 'number' && Math.floor(v) === v && v >= low && v <= high;
+        }
+        // [[lat, lon], ...] of numbers in range, or null.
+        function routeOf(points) {
+            if (!Array.isArray(points) || points.length > MAX_CLIP_POINTS)
+                return null;
+            var out = new Array(points.length);
+            for (var i = 0; i < points.length; i++) {
+                var p = points[i];
+                if (!Array.isArray(p) || p.length !== 2 || typeof p[0] !== 'number' ||
+                    typeof p[1] !== 'number' || !isFinite(p[0]) || !isFinite(p[1]) ||
+                    Math.abs(p[0]) > 90 || Math.abs(p[1]) > 180)
+                    return null;
+                out[i] = [p[0], p[1]];
+            }
+            return out;
+        }
+        // A new drive of `clips` clips, `current` the one playing (-1: none);
+        // setDrive(0, -1) takes the drive off the map.
+        window.setDrive = function (clips, current) {
+            record('setDrive', arguments.length, clips, current);
+            if (!wholeIn(clips, 0, MAX_DRIVE_CLIPS) || !wholeIn(current, -1, clips - 1)) {
+                console.warn('map: setDrive refused (' + clips + ', ' + current + ')');
+                return false;
+            }
+            driveClips = new Array(clips);
+            for (var i = 0; i < clips; i++)
+                driveClips[i] = null;
+            driveCount = clips;
+            driveCurrent = current;
+            driveReceived = 0;
+            driveDirty = true;
+            driveLastAt = performance.now();
+            scheduleFlush();
+            return true;
+        };
+        // Clip `index`'s route of the drive last begun.
+        window.setDriveRoute = function (index, points) {
+            record('setDriveRoute', arguments.length, index, points);
+            var route = wholeIn(index, 0, driveCount - 1) ? routeOf(points) : null;
+            if (!route) {
+                console.warn('map: setDriveRoute refused for clip ' + index);
+                return false;
+            }
+            if (driveClips[index] === null)
+                driveReceived++;
+            driveClips[index] = route;
+            driveDirty = true;
+            driveLastAt = performance.now();
+            scheduleFlush();
+            return true;
+        };
+        // The next clip of the same drive plays: the drive stays drawn.
+        window.setDriveCurrent = function (current) {
+            record('setDriveCurrent', arguments.length, current);
+            if (!wholeIn(current, -1, driveCount - 1)) {
+                console.warn('map: setDriveCurrent refused (' + current + ')');
+                return false;
+            }
+            driveCurrent = current;
+            driveLayoutDirty = true;
+            scheduleFlush();
+            return true;
+        };
+
         // Another base layer may use another datum: redraw what is kept.
         map.on('baselayerchange', function (e) {
             var center = fromDisplay(map.getCenter());
@@ -422,7 +587,62 @@
             place(startMarker, startPoint);
             place(endMarker, endPoint);
             place(positionMarker, travelled.length ? travelled[travelled.length - 1] : null);
+            shownDrawn = shownClips.map(function (c) {
+                return c.map(drawn);
+            });
+            layDrive();
             map.setView(drawn(center), map.getZoom(), {animate: false});
+            mirror();
+        });
+
+        // A click on the drive's route (or, without a drive, the playing
+        // clip's) tells the player where: the nearest point of the line,
+        // within CLICK_TOLERANCE_PX of the pointer, in WGS-84. The window's
+        // own view reads it from the console; the browser copy sends it back
+        // over its link. Clicks further from the line say nothing.
+        var CLICK_TOLERANCE_PX = 20;
+        var clickCount = 0, lastClick = null, link = null;
+        function nearestOnLines(at) {
+            var best = null;
+            function consider(points, shown) {
+                var prev = null;
+                for (var i = 0; i < shown.length; i++) {
+                    var q = map.latLngToContainerPoint(shown[i]);
+                    var t = 0, d;
+                    if (prev) {
+                        var dx = q.x - prev.x, dy = q.y - prev.y, len = dx * dx + dy * dy;
+                        t = len > 0 ? ((at.x - prev.x) * dx + (at.y - prev.y) * dy) / len : 0;
+                        t = Math.max(0, Math.min(1, t));
+                        d = Math.sqrt(Math.pow(prev.x + t * dx - at.x, 2) + Math.pow(prev.y + t * dy - at.y, 2));
+                    } else {
+                        d = Math.sqrt(Math.pow(q.x - at.x, 2) + Math.pow(q.y - at.y, 2));
+                    }
+                    if (!best || d < best.px) {
+                        // Between the received points, not the drawn ones:
+                        // exact at a point, whatever the datum.
+                        var a = prev ? points[i - 1] : points[i], b = points[i];
+                        best = {px: d, lat: a[0] + t * (b[0] - a[0]), lon: a[1] + t * (b[1] - a[1])};
+                    }
+                    prev = q;
+                }
+            }
+            for (var c = 0; c < shownClips.length; c++)
+                consider(shownClips[c], shownDrawn[c]);
+            if (!shownClips.length)
+                consider(route, routeDrawn);
+            return best;
+        }
+        map.on('click', function (e) {
+            var hit = nearestOnLines(e.containerPoint);
+            if (!hit || hit.px > CLICK_TOLERANCE_PX)
+                return;
+            var text = 'click ' + hit.lat.toFixed(7) + ' ' + hit.lon.toFixed(7);
+            clickCount++;
+            lastClick = text;
+            if (window.velomarEmbedded)
+                console.info(text);
+            else if (link && link.readyState === WebSocket.OPEN)
+                link.send(text);
             mirror();
         });
 
@@ -443,6 +663,18 @@
                 baseLayer: base.velomarName,
                 drawnRouteLast: last(routeDrawn),
                 drawnTravelledLast: last(travelledDrawn),
+                driveClips: driveCount,
+                driveCurrent: driveCurrent,
+                driveReceived: driveReceived,
+                drivePending: driveDirty || driveLayoutDirty,
+                driveDrawnClips: shownClips.length,
+                driveDrawnPoints: shownClips.reduce(function (n, c) {
+                    return n + c.length;
+                }, 0),
+                driveStart: driveStart,
+                driveEnd: driveEnd,
+                clickCount: clickCount,
+                lastClick: lastClick,
                 tilesUnavailable: tilesUnavailable(),
                 connected: connected,
                 helloCount: helloCount,
@@ -452,7 +684,7 @@
                 ignored: ignored,
                 commandCount: commandCount,
                 logCount: logCount(),
-                lastCommand: log.length ? logText(logCount() - 1) : null,
+                lastCommand: log.length ? logText(logCount() - 1, true) : null,
                 errors: errors.slice()
             };
         }
@@ -468,7 +700,14 @@
                 s.log.push(logText(i));
             s.routePoints = route.slice();
             s.travelledPoints = travelled.slice();
+            s.driveClipPoints = shownClips.map(function (c) {
+                return c.length;
+            });
             return s;
+        };
+        // The drawn drive's clips, [[lat, lon], ...] each.
+        window.velomarDrive = function () {
+            return shownClips.slice();
         };
         window.velomarFlush = function () {
             flush(true);
@@ -489,6 +728,18 @@
             setEndPoint: window.setEndPoint, setLineNewPoint: window.setLineNewPoint
         };
         var clearCommand = window.clrRTploy;
+        // The drive's commands: whole numbers as the player writes them, a
+        // route as a JSON array of [lat,lon] pairs without spaces (which the
+        // pattern makes sure JSON.parse takes).
+        var WHOLE = '(0|[1-9]\\d{0,4})', CLIP = '(-1|0|[1-9]\\d{0,4})';
+        var JSON_NUMBER = '-?(?:0|[1-9]\\d*)(?:\\.\\d+)?(?:e[-+]\\d+)?';
+        var PAIR = '\\[' + JSON_NUMBER + ',' + JSON_NUMBER + '\\]';
+        var DRIVE_COMMAND = new RegExp('^setDrive\\(' + WHOLE + ', ' + CLIP + '\\);$');
+        var DRIVE_CURRENT_COMMAND = new RegExp('^setDriveCurrent\\(' + CLIP + '\\);$');
+        var DRIVE_ROUTE_COMMAND = new RegExp('^setDriveRoute\\(' + WHOLE + ', (\\[(?:' + PAIR +
+            '(?:,' + PAIR + ')*)?\\])\\);$');
+        var driveCommand = window.setDrive, driveRouteCommand = window.setDriveRoute;
+        var driveCurrentCommand = window.setDriveCurrent;
         function runMessage(text) {
             if (typeof text !== 'string')
                 return false;
@@ -496,6 +747,15 @@
                 clearCommand();
                 return true;
             }
+            var d = DRIVE_ROUTE_COMMAND.exec(text);
+            if (d)
+                return driveRouteCommand(Number(d[1]), JSON.parse(d[2]));
+            d = DRIVE_COMMAND.exec(text);
+            if (d)
+                return driveCommand(Number(d[1]), Number(d[2]));
+            d = DRIVE_CURRENT_COMMAND.exec(text);
+            if (d)
+                return driveCurrentCommand(Number(d[1]));
             var m = POINT_COMMAND.exec(text);
             if (!m)
                 return false;
@@ -528,6 +788,7 @@
                 setTimeout(connect, 2000);
                 return;
             }
+            link = ws;
             ws.onopen = function () {
                 connected = true;
                 mirror();

@@ -419,6 +419,7 @@ Outcome GpmfReader::read(Container &file, Telemetry &out)
     QByteArray payload;
     bool checked = false;
     int broken = 0;
+    QString firstBroken; // what went wrong first, and where
     for (const Sample &s : qAsConst(samples)) {
         if (s.size == 0)
             continue;
@@ -434,16 +435,16 @@ Outcome GpmfReader::read(Container &file, Telemetry &out)
         }
         QString error;
         const double span = typical > 0.0 ? qMin(s.duration, typical) : s.duration;
-        if (!decode(payload, s.time, span, out.fixes, &error)) {
-            if (++broken == 1)
-                qWarning().noquote()
-                    << QStringLiteral("GPMF sample at offset %1: %2").arg(s.offset).arg(error);
+        if (!decode(payload, s.time, span, out.fixes, &error) && ++broken == 1) {
+            firstBroken = QStringLiteral("GPMF sample at offset %1: %2").arg(s.offset).arg(error);
+            qWarning().noquote() << firstBroken;
         }
     }
     if (!checked)
         return Outcome::Absent;
-    if (broken == samples.size()) {
-        out.error = QStringLiteral("no GPMF sample of the gpmd track could be read");
+    if (out.fixes.isEmpty() && broken > 0) {
+        out.error = QStringLiteral("no GPMF sample of the gpmd track could be read; the first %1")
+                        .arg(firstBroken);
         return Outcome::Refused;
     }
     return Outcome::Read;

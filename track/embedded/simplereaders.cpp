@@ -146,24 +146,36 @@ bool CammReader::decode(const QByteArray &sample, double at, QVector<Fix> &fixes
         }
         pos += sizes[type];
     }
-    return b.ok;
+    return b.ok && pos == sample.size(); // bytes left over are a packet cut short
 }
 
 Outcome CammReader::read(Container &file, Telemetry &out)
 {
     out.source = source();
     out.clock = Clock::Utc;
-    int broken = 0;
+    qint64 firstBroken = -1;
+    bool present = false;
     const Outcome o = eachSample(
-        file, out, [](const TrackInfo &t) { return t.format == fourcc("camm"); },
+        file, out,
+        [&](const TrackInfo &t) {
+            return (present = present || t.format == fourcc("camm")), t.format == fourcc("camm");
+        },
         [&](const Sample &s, const QByteArray &data) {
-            if (!decode(data, s.time, out.fixes) && broken++ == 0)
+            if (!decode(data, s.time, out.fixes) && firstBroken < 0) {
+                firstBroken = s.offset;
                 qWarning().noquote()
                     << "CAMM sample at offset" << s.offset << "is cut short or of an unknown type";
+            }
             return Verdict::Taken;
         });
     if (o == Outcome::Read)
         speedsFromPositions(out.fixes); // type 5 has none
+    if (o == Outcome::Absent && present && firstBroken >= 0) {
+        out.error = QStringLiteral("CAMM track holds no readable packet (the first broken sample "
+                                   "at offset %1)")
+                        .arg(firstBroken);
+        return Outcome::Refused;
+    }
     return o;
 }
 
@@ -213,7 +225,14 @@ Outcome SeventyMaiReader::read(Container &file, Telemetry &out)
         return Outcome::Refused;
     }
     decode(data, out.fixes);
-    return Outcome::Read;
+    for (const Fix &f : qAsConst(out.fixes))
+        if (f.valid)
+            return Outcome::Read;
+    out.error =
+        QStringLiteral("70mai GPS box at offset %1 holds no whole record with a fix (%2 bytes)")
+            .arg(box.offset)
+            .arg(data.size());
+    return Outcome::Refused;
 }
 
 // ---- Garmin --------------------------------------------------------------

@@ -1,0 +1,207 @@
+#include "drivelist.h"
+
+#include <QListWidget>
+#include <QLocale>
+#include <QPointer>
+#include <cmath>
+
+namespace {
+
+constexpr int headerRole = Qt::UserRole + 1;
+
+double metresBetween(double lat1, double lon1, double lat2, double lon2)
+{
+    constexpr double rad = M_PI / 180.0;
+    const double x = (lon2 - lon1) * rad * std::cos((lat1 + lat2) / 2 * rad);
+    const double y = (lat2 - lat1) * rad;
+    return std::sqrt(x * x + y * y) * 6371008.8;
+}
+
+} // namespace
+
+DriveList::DriveList(QObject *parent) : QObject(parent) {}
+
+void DriveList::read(const QStringList &paths, const QString &settingsDir)
+{
+    cancel();
+    stop = std::make_shared<std::atomic<bool>>(false);
+    const std::shared_ptr<std::atomic<bool>> stopFlag = stop;
+    const quint64 run = ++generation;
+    // The thread owns nothing of the window: what it reads comes back by
+    // queued calls to this object, which Qt drops once it is gone.
+    worker = QThread::create([this, paths, settingsDir, stopFlag, run] {
+        const QStringList videos = trip::findVideos(paths);
+        QVector<trip::Clip> clips;
+        clips.reserve(videos.size());
+        for (int i = 0; i < videos.size() && !*stopFlag; ++i) {
+            clips.append(trip::readClip(videos[i], settingsDir));
+            QMetaObject::invokeMethod(this, "progress", Qt::QueuedConnection, Q_ARG(int, i + 1),
+                                      Q_ARG(int, videos.size()));
+        }
+        if (*stopFlag)
+            return;
+        QMetaObject::invokeMethod(
+            this, [this, clips, run] { took(clips, run); }, Qt::QueuedConnection);
+    });
+    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    worker->start(QThread::LowPriority);
+}
+
+void DriveList::cancel()
+{
+    if (!worker)
+        return;
+    // The clip being read is left to finish on its own (ffmpeg may take
+    // seconds): the window does not wait for it, and what comes of the run
+    // is dropped.
+    *stop = true;
+    running.append(worker);
+    worker = nullptr;
+    emit finished(true);
+}
+
+DriveList::~DriveList()
+{
+    if (worker)
+        *stop = true;
+    if (worker)
+        running.append(worker);
+    // Their queued calls name this object: they must be done before it goes.
+    for (const QPointer<QThread> &t : qAsConst(running))
+        if (t)
+            t->wait();
+}
+
+void DriveList::took(QVector<trip::Clip> clips, quint64 run)
+{
+    if (run != generation || !worker)
+        return; // a run cancelled or replaced since
+    worker = nullptr;
+    all = trip::drives(std::move(clips));
+    places.clear();
+    for (int d = 0; d < all.size(); ++d)
+        for (int c = 0; c < all[d].clips.size(); ++c)
+            places.insert(all[d].clips[c].path, Place{d, c});
+    emit finished(false);
+}
+
+void DriveList::clear()
+{
+    all.clear();
+    places.clear();
+}
+
+QString DriveList::headerText(const trip::Drive &drive, double unitFactor, const QString &unit)
+{
+    const qint64 seconds = drive.start().secsTo(drive.end());
+    return QStringLiteral("%1  %2  %3:%4:%5  %6 %7")
+        .arg(drive.start().date().toString(Qt::ISODate), drive.start().time().toString("hh:mm"))
+        .arg(seconds / 3600)
+        .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
+        .arg(seconds % 60, 2, 10, QLatin1Char('0'))
+        .arg(drive.distanceKm() * unitFactor, 0, 'f', 1)
+        .arg(unit);
+}
+
+void DriveList::fill(QListWidget *list, double unitFactor, const QString &unit) const
+{
+    list->clear();
+    for (const trip::Drive &d : all) {
+        auto *header = new QListWidgetItem(headerText(d, unitFactor, unit), list);
+        header->setData(headerRole, true);
+        header->setFlags(Qt::ItemIsEnabled); // not selectable: nothing to play
+        QFont bold = header->font();
+        bold.setBold(true);
+        header->setFont(bold);
+        for (const trip::Clip &c : d.clips)
+            new QListWidgetItem(c.path, list);
+    }
+}
+
+bool DriveList::isHeader(const QListWidgetItem *item)
+{
+    return item && item->data(headerRole).toBool();
+}
+
+DriveList::Place DriveList::place(const QString &path) const
+{
+    return places.value(path);
+}
+
+const trip::Clip *DriveList::clip(const QString &path) const
+{
+    const Place at = places.value(path);
+    return at.valid() ? &all[at.drive].clips[at.clip] : nullptr;
+}
+
+void DriveList::refreshClip(const QString &path, const QString &settingsDir)
+{
+    const Place at = places.value(path);
+    if (!at.valid())
+        return;
+    trip::Clip fresh = trip::readClip(path, settingsDir);
+    // Its place in the drive was found once; a new start would reorder it.
+    fresh.start = all[at.drive].clips[at.clip].start;
+    fresh.startFrom = all[at.drive].clips[at.clip].startFrom;
+    all[at.drive].clips[at.clip] = std::move(fresh);
+}
+
+DriveList::Nearest DriveList::nearest(int drive, double latitude, double longitude) const
+{
+    Nearest best;
+    for (int d = 0; d < all.size(); ++d) {
+        if (drive >= 0 && d != drive)
+            continue;
+        const QVector<trip::Clip> &clips = all[d].clips;
+        for (int c = 0; c < clips.size(); ++c)
+            for (const trip::Point &p : clips[c].points) {
+                const double m = metresBetween(latitude, longitude, p.sample.signedLatitude(),
+                                               p.sample.signedLongitude());
+                if (best.clip < 0 || m < best.metres)
+                    best = Nearest{c, p.second, m};
+            }
+        if (drive >= 0)
+            break;
+    }
+    return best;
+}
+
+QVector<QVector<QPointF>> DriveList::routes(int drive) const
+{
+    QVector<QVector<QPointF>> out;
+    if (drive < 0 || drive >= all.size())
+        return out;
+    for (const trip::Clip &c : all[drive].clips) {
+        QVector<QPointF> route;
+        route.reserve(c.points.size());
+        for (const trip::Point &p : c.points)
+            route.append(QPointF(p.sample.signedLatitude(), p.sample.signedLongitude()));
+        out.append(route);
+    }
+    return out;
+}
+
+double DriveList::distanceTo(const Place &at, int second) const
+{
+    if (!at.valid())
+        return 0.0;
+    const QVector<trip::Clip> &clips = all[at.drive].clips;
+    double km = 0.0;
+    for (int c = 0; c < at.clip; ++c)
+        km += clips[c].distanceKm;
+    const QVector<trip::Point> &points = clips[at.clip].points;
+    for (int i = 1; i < points.size() && points[i].second <= second; ++i)
+        km += metresBetween(points[i - 1].sample.signedLatitude(),
+                            points[i - 1].sample.signedLongitude(),
+                            points[i].sample.signedLatitude(), points[i].sample.signedLongitude()) /
+              1000.0;
+    return km;
+}
+
+qint64 DriveList::secondsTo(const Place &at, int second) const
+{
+    if (!at.valid())
+        return 0;
+    const trip::Drive &d = all[at.drive];
+    return d.start().secsTo(d.clips[at.clip].start) + second;
+}
