@@ -20,10 +20,12 @@
 #include <QProcess>
 #include <QProgressDialog>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSet>
 #include <QSpinBox>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QWebSocket>
 #include <ctime>
 
 using windowfixture::child;
@@ -164,6 +166,54 @@ private slots:
         emit window.mapClicked(g.latitude, g.longitude);
         QTRY_VERIFY_WITH_TIMEOUT(player->position() < 1000, 5000);
         QCOMPARE(player->file(), clips[3].path);
+        player->stop();
+        QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying(), 10000);
+    }
+
+    void aClickInTheBrowserCopyPlaysTheClip()
+    {
+        MainWindow window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        media::AVPlayer *player = windowfixture::player(&window);
+        auto *list = child<QListWidget>(&window, "listVideo");
+        windowfixture::drop(&window, {folder.path()});
+        QTRY_COMPARE_WITH_TIMEOUT(list->count(), 6, 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(player->isPlaying() && player->file() == clips[2].path, 20000);
+
+        // The browser copy: the page the desktop was handed names the token.
+        QString token;
+        for (const QUrl &u : desktop.opened) {
+            const QRegularExpressionMatch m = QRegularExpression("\\?token=([0-9a-f]+)")
+                                                  .match(trackgen::readText(u.toLocalFile()));
+            if (m.hasMatch())
+                token = m.captured(1);
+        }
+        QVERIFY(!token.isEmpty());
+        player->pause(true); // the first clip stays while the clicks come
+        // A page's client; one without the token is closed as it connects.
+        auto send = [&](const QString &query, const QString &text) {
+            QWebSocket client("null");
+            client.open(QUrl("ws://127.0.0.1:9090/" + query));
+            if (!QTest::qWaitFor([&] { return client.state() == QAbstractSocket::ConnectedState; },
+                                 3000))
+                return;
+            client.sendTextMessage(text);
+            QTest::qWait(500);
+            client.close();
+        };
+        const trackgen::Fix &f = clips[3].fixes[1];
+        const QString click =
+            QStringLiteral("click %1 %2").arg(f.latitude, 0, 'f', 7).arg(f.longitude, 0, 'f', 7);
+        // Without the token: ignored.
+        send("", click);
+        QTest::qWait(1000);
+        QCOMPARE(player->file(), clips[2].path);
+        // The client the window let in: the clip and second clicked play.
+        send("?token=" + token, click);
+        QTRY_VERIFY_WITH_TIMEOUT(player->isPlaying() && player->file() == clips[3].path, 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(player->position() >= 1000, 5000);
+        QVERIFY(player->position() < 2500);
         player->stop();
         QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying(), 10000);
     }
