@@ -218,6 +218,27 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying(), 10000);
     }
 
+    void aCancelledReadingLeavesNothing()
+    {
+        DriveList drives;
+        QList<bool> finished;
+        connect(&drives, &DriveList::finished, this,
+                [&](bool cancelled) { finished << cancelled; });
+        drives.read({folder.path()});
+        QVERIFY(drives.reading());
+        drives.cancel(); // at once: the window does not wait for the clip being read
+        QCOMPARE(finished, QList<bool>{true});
+        QVERIFY(!drives.reading());
+        QTest::qWait(3000); // what the cancelled run still finds is dropped
+        QCOMPARE(finished, QList<bool>{true});
+        QVERIFY(drives.drives().isEmpty());
+        // A new reading after it counts.
+        drives.read({folder.filePath("b")});
+        QTRY_COMPARE_WITH_TIMEOUT(finished.size(), 2, 20000);
+        QCOMPARE(finished.last(), false);
+        QCOMPARE(drives.drives().size(), 1);
+    }
+
     void openFolderFromTheMenu()
     {
         MainWindow window;
