@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the fuzz targets (clang, ASan+UBSan) into build-fuzz/ and runs each
-# for SECONDS: scripts/fuzz.sh SECONDS [nmea checksum info gpx srt]
+# for SECONDS: scripts/fuzz.sh SECONDS [nmea checksum info gpx srt box novatek gpmf camm
+# blackvue 70mai texttrack]
 # Seeds come from fuzz/corpus/<target>; what a run finds stays in
 # build-fuzz/corpus/<target>, crashes in build-fuzz/crashes/.
 set -euo pipefail
@@ -8,7 +9,8 @@ cd "$(dirname "$0")/.."
 seconds=${1:?usage: scripts/fuzz.sh SECONDS [target...]}
 shift
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(nmea checksum info gpx srt)
+[ ${#targets[@]} -gt 0 ] || targets=(nmea checksum info gpx srt box novatek gpmf camm blackvue 70mai
+    texttrack)
 
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DVELOMAR_FUZZ=ON -DVELOMAR_SANITIZE=address -DVELOMAR_TESTS=OFF -DVELOMAR_BENCH=OFF >/dev/null
