@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QTest>
@@ -35,6 +36,31 @@ public:
 private:
     QTemporaryDir dir;
 };
+
+// A program run to its end (killed after `ms`), as a user runs it: no input.
+struct Run
+{
+    int exitCode = -1; // -1: it crashed or did not finish
+    QByteArray out;
+    QByteArray err;
+};
+inline Run run(const QString &program, const QStringList &args, int ms = 120000)
+{
+    QProcess p;
+    p.setStandardInputFile(QProcess::nullDevice());
+    p.start(program, args);
+    Run r;
+    if (!p.waitForFinished(ms) || p.exitStatus() != QProcess::NormalExit) {
+        p.kill();
+        p.waitForFinished();
+        r.err = "did not finish: " + p.errorString().toUtf8();
+        return r;
+    }
+    r.exitCode = p.exitCode();
+    r.out = p.readAllStandardOutput();
+    r.err = p.readAllStandardError();
+    return r;
+}
 
 // Two valid fixes, as converted lines: enough for a parse to succeed.
 inline QStringList twoConvertedFixes()

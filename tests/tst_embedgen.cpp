@@ -19,42 +19,16 @@ namespace {
 
 const int seconds = 24;
 
-struct Result
-{
-    int code = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-Result run(const QString &program, const QStringList &args)
-{
-    QProcess p;
-    p.setStandardInputFile(QProcess::nullDevice());
-    p.start(program, args);
-    Result r;
-    if (!p.waitForFinished(120000) || p.exitStatus() != QProcess::NormalExit) {
-        p.kill();
-        p.waitForFinished();
-        r.err = "did not finish: " + p.errorString().toUtf8();
-        return r;
-    }
-    r.code = p.exitCode();
-    r.out = p.readAllStandardOutput();
-    r.err = p.readAllStandardError();
-    return r;
-}
-
 // exiftool's documents: tag name to its values, repeated tags in order.
 using Doc = QMap<QString, QStringList>;
 
 QMap<int, Doc> exiftoolDocs(const QString &file, QString *error)
 {
-    const Result r =
-        run("exiftool", {"-ee", "-n", "-G3", "-a", "-s", "-u", "-api", "QuickTimeUTC=1",
-                         "-SampleTime", "-GPSDateTime", "-GPSLatitude", "-GPSLongitude",
-                         "-GPSMeasureMode", "-GoPro_GPS9", file});
+    const Run r = run("exiftool", {"-ee", "-n", "-G3", "-a", "-s", "-u", "-api", "QuickTimeUTC=1",
+                                   "-SampleTime", "-GPSDateTime", "-GPSLatitude", "-GPSLongitude",
+                                   "-GPSMeasureMode", "-GoPro_GPS9", file});
     QMap<int, Doc> docs;
-    if (r.code != 0) {
+    if (r.exitCode != 0) {
         *error = QString::fromUtf8(r.err);
         return docs;
     }
@@ -214,9 +188,8 @@ class EmbedGenTest : public QObject
 
     void checkDecodes(const QString &file)
     {
-        const Result r =
-            run(trackgen::ffmpegPath(), {"-v", "error", "-i", file, "-f", "null", "-"});
-        QVERIFY2(r.code == 0 && r.err.isEmpty(), r.err.constData());
+        const Run r = run(trackgen::ffmpegPath(), {"-v", "error", "-i", file, "-f", "null", "-"});
+        QVERIFY2(r.exitCode == 0 && r.err.isEmpty(), r.err.constData());
     }
 
     // The fixes of the SRT beside the video against the drive at every frame.
@@ -503,9 +476,9 @@ private slots:
 
         // it plays, with the added track next to the video
         checkDecodes(file);
-        const Result probe = run("ffprobe", {"-v", "error", "-show_entries",
-                                             "stream=codec_tag_string", "-of", "csv=p=0", file});
-        QVERIFY2(probe.code == 0 && probe.err.isEmpty(), probe.err.constData());
+        const Run probe = run("ffprobe", {"-v", "error", "-show_entries", "stream=codec_tag_string",
+                                          "-of", "csv=p=0", file});
+        QVERIFY2(probe.exitCode == 0 && probe.err.isEmpty(), probe.err.constData());
         QString tags = QString::fromLatin1(probe.out).simplified();
         const QString &l = options.layout;
         const QString added =
@@ -574,10 +547,10 @@ private slots:
         QVERIFY(top[1].size > o.padBytes);
         const QByteArray moov = boxBytes(file, "moov");
         QVERIFY(moov.contains("co64") && !moov.contains("stco"));
-        const Result probe =
+        const Run probe =
             run("ffprobe", {"-v", "error", "-show_entries", "stream=codec_tag_string,duration",
                             "-of", "csv=p=0", file});
-        QVERIFY2(probe.code == 0 && probe.err.isEmpty(), probe.err.constData());
+        QVERIFY2(probe.exitCode == 0 && probe.err.isEmpty(), probe.err.constData());
         QCOMPARE(QString::fromLatin1(probe.out).simplified(),
                  QString("avc1,24.000000 gpmd,24.000000"));
     }

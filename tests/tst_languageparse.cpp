@@ -72,41 +72,17 @@ private slots:
 
     void shippedTablesAreComplete()
     {
-        const QStringList keys{"APP_TITLE",
-                               "TXT_TIP_TIME",
-                               "TXT_TIP_LON",
-                               "TXT_TIP_LAN",
-                               "TXT_TIP_CUR_SPEED",
-                               "TXT_TIP_MAX_SPEED",
-                               "TXT_TIP_AVG_SPEED",
-                               "TXT_TIP_DISTANCE",
-                               "TXT_BTN_OPEN_FILE",
-                               "TXT_BTN_PAUSE",
-                               "TXT_BTN_START_PLAY",
-                               "TXT_BTN_STOP_PLAY",
-                               "TXT_BTN_SNAP",
-                               "TXT_BTN_NORMAL_SCREEN",
-                               "TXT_BTN_FULL_SCREEN",
-                               "TXT_BTN_EXIT",
-                               "TXT_TIP",
-                               "TXT_TIP_EXIT",
-                               "TXT_TIP_YES",
-                               "TXT_TIP_NO",
-                               // Drives
-                               "TXT_MENU_DRIVE",
-                               "TXT_ACT_OPEN_FOLDER",
-                               "TXT_ACT_IMPORT",
-                               "TXT_ACT_EXPORT",
-                               "TXT_ACT_OFFSET",
-                               "TXT_READING_DRIVES",
-                               "TXT_TRIP_LINE",
-                               "TXT_OFFSET_TEXT",
-                               "TXT_OFFSET_DRIVE",
-                               "TXT_SCOPE_CLIP",
-                               "TXT_SCOPE_DRIVE",
-                               "TXT_IMPORT_FAILED",
-                               "TXT_EXPORT_FAILED",
-                               "TXT_NO_TRACK"};
+        const QStringList keys{
+            "APP_TITLE", "TXT_TIP_TIME", "TXT_TIP_LON", "TXT_TIP_LAN", "TXT_TIP_CUR_SPEED",
+            "TXT_TIP_MAX_SPEED", "TXT_TIP_AVG_SPEED", "TXT_TIP_DISTANCE", "TXT_BTN_OPEN_FILE",
+            "TXT_BTN_PAUSE", "TXT_BTN_START_PLAY", "TXT_BTN_STOP_PLAY", "TXT_BTN_SNAP",
+            "TXT_BTN_NORMAL_SCREEN", "TXT_BTN_FULL_SCREEN", "TXT_BTN_EXIT", "TXT_TIP",
+            "TXT_TIP_EXIT", "TXT_TIP_YES", "TXT_TIP_NO",
+            // Drives
+            "TXT_MENU_DRIVE", "TXT_ACT_OPEN_FOLDER", "TXT_ACT_IMPORT", "TXT_ACT_EXPORT",
+            "TXT_ACT_OFFSET", "TXT_READING_DRIVES", "TXT_TRIP_LINE", "TXT_OFFSET_TEXT",
+            "TXT_OFFSET_DRIVE", "TXT_SCOPE_CLIP", "TXT_SCOPE_DRIVE", "TXT_IMPORT_FAILED",
+            "TXT_EXPORT_FAILED", "TXT_NO_TRACK"};
         LanguageParse lp; // the build's res/language
         QCOMPARE(lp.languageList.size(), 7);
         // English is the default table, listed so that the chooser shows it.

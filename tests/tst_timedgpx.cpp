@@ -15,19 +15,6 @@
 
 namespace {
 
-// A clip whose container says when it was recorded.
-bool clipRecordedAt(const QString &path, int seconds, const QDateTime &utc)
-{
-    QProcess ffmpeg;
-    ffmpeg.setStandardInputFile(QProcess::nullDevice());
-    ffmpeg.start(trackgen::ffmpegPath(),
-                 {"-y", "-v", "error", "-f", "lavfi", "-i",
-                  QStringLiteral("testsrc=size=160x120:rate=10:duration=%1").arg(seconds), "-c:v",
-                  "libx264", "-preset", "ultrafast", "-pix_fmt", "yuv420p", "-metadata",
-                  "creation_time=" + utc.toString(Qt::ISODate), path});
-    return ffmpeg.waitForFinished(60000) && ffmpeg.exitCode() == 0;
-}
-
 struct Pt
 {
     QDateTime time;
@@ -77,7 +64,7 @@ private slots:
     {
         const QString folder = dir.filePath("phone");
         QDir().mkpath(folder);
-        QVERIFY(clipRecordedAt(folder + "/CLIP.MP4", 10, recorded));
+        QVERIFY(trackgen::makeClipRecordedAt(folder + "/CLIP.MP4", 10, recorded));
         // A phone logging every second, half a second off the video's
         // seconds, from before the clip began to after it ended.
         QVector<Pt> points;

@@ -11,28 +11,9 @@
 
 namespace {
 
-struct Run
-{
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
 Run run(const QStringList &args)
 {
-    QProcess p;
-    p.setStandardInputFile(QProcess::nullDevice());
-    p.start(VELOMAR_TRACK_TOOL, args);
-    Run r;
-    if (!p.waitForFinished(60000)) {
-        p.kill();
-        p.waitForFinished();
-        return r;
-    }
-    r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.out = p.readAllStandardOutput();
-    r.err = p.readAllStandardError();
-    return r;
+    return ::run(VELOMAR_TRACK_TOOL, args, 60000);
 }
 
 QJsonObject dump(const QString &video, int expectedExit = 0)

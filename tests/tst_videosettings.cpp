@@ -25,19 +25,6 @@
 
 namespace {
 
-// A clip whose container says when it was recorded.
-bool clipRecordedAt(const QString &path, int seconds, const QDateTime &utc)
-{
-    QProcess ffmpeg;
-    ffmpeg.setStandardInputFile(QProcess::nullDevice());
-    ffmpeg.start(trackgen::ffmpegPath(),
-                 {"-y", "-v", "error", "-f", "lavfi", "-i",
-                  QStringLiteral("testsrc=size=160x120:rate=10:duration=%1").arg(seconds), "-c:v",
-                  "libx264", "-preset", "ultrafast", "-pix_fmt", "yuv420p", "-metadata",
-                  "creation_time=" + utc.toString(Qt::ISODate), path});
-    return ffmpeg.waitForFinished(60000) && ffmpeg.exitCode() == 0;
-}
-
 bool gpsbabel(const QStringList &args)
 {
     QProcess p;
@@ -327,7 +314,7 @@ private slots:
         QVERIFY(QDir().mkpath(folder));
         QVERIFY(QDir().mkpath(phone));
         const QString clip = folder + "/VID_0001.MP4";
-        QVERIFY(clipRecordedAt(clip, 10, recorded));
+        QVERIFY(trackgen::makeClipRecordedAt(clip, 10, recorded));
         const QString gpx = phone + "/drive.gpx";
         QVERIFY(trackgen::writeText(gpx, phoneGpx()));
 
@@ -413,7 +400,7 @@ private slots:
         const QString folder = scratch.filePath("card/both");
         QVERIFY(QDir().mkpath(folder));
         const QString clip = folder + "/clip.MP4";
-        QVERIFY(clipRecordedAt(clip, 10, recorded));
+        QVERIFY(trackgen::makeClipRecordedAt(clip, 10, recorded));
         QStringList rmc;
         for (const trackgen::Fix &f : trackgen::drive(10))
             rmc << trackgen::rmcLine(f);
@@ -470,7 +457,7 @@ private slots:
         const QString folder = scratch.filePath("card/fallback");
         QVERIFY(QDir().mkpath(folder));
         const QString clip = folder + "/clip.MP4";
-        QVERIFY(clipRecordedAt(clip, 5, recorded));
+        QVERIFY(trackgen::makeClipRecordedAt(clip, 5, recorded));
         QVERIFY(trackgen::writeText(folder + "/clip.TXT", twoConvertedFixes().join('\n') + '\n'));
         const QString gpx = scratch.filePath("phone/fallback.gpx");
         QVERIFY(trackgen::writeText(gpx, phoneGpx()));
@@ -550,7 +537,7 @@ private slots:
         QVERIFY(QDir().mkpath(folder));
         const QString clip = folder + "/clip.MP4";
         if (!QFileInfo::exists(clip))
-            QVERIFY(clipRecordedAt(clip, 3, recorded));
+            QVERIFY(trackgen::makeClipRecordedAt(clip, 3, recorded));
         const QString file = scratch.filePath("phone/refused.txt");
         QVERIFY(trackgen::writeText(file, content));
         VideoSettings s(settings);
@@ -670,7 +657,7 @@ private slots:
         const QString folder = scratch.filePath("card/hostile");
         QVERIFY(QDir().mkpath(folder));
         const QString clip = folder + "/clip.MP4";
-        QVERIFY(clipRecordedAt(clip, 4, recorded));
+        QVERIFY(trackgen::makeClipRecordedAt(clip, 4, recorded));
         QVERIFY(trackgen::writeText(folder + "/clip.TXT", twoConvertedFixes().join('\n') + '\n'));
         const QString gpx = scratch.filePath("phone/hostile.gpx");
         QVERIFY(trackgen::writeText(gpx, phoneGpx()));

@@ -168,4 +168,20 @@ bool makeClip(const QString &path, int seconds, const QString &srtPath, QString 
     return ok;
 }
 
+bool makeClipRecordedAt(const QString &path, int seconds, const QDateTime &utc, QString *error)
+{
+    QProcess ffmpeg;
+    ffmpeg.setStandardInputFile(QProcess::nullDevice());
+    ffmpeg.start(ffmpegPath(),
+                 {"-y", "-v", "error", "-f", "lavfi", "-i",
+                  QStringLiteral("testsrc=size=160x120:rate=10:duration=%1").arg(seconds), "-c:v",
+                  "libx264", "-preset", "ultrafast", "-pix_fmt", "yuv420p", "-metadata",
+                  "creation_time=" + utc.toString(Qt::ISODate), path});
+    const bool ok = ffmpeg.waitForFinished(60000) && ffmpeg.exitStatus() == QProcess::NormalExit &&
+                    ffmpeg.exitCode() == 0;
+    if (!ok && error)
+        *error = QString::fromUtf8(ffmpeg.readAllStandardError()) + ffmpeg.errorString();
+    return ok;
+}
+
 } // namespace trackgen

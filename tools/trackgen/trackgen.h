@@ -3,6 +3,7 @@
 // Synthetic tracks and clips for tests, benchmarks and the sample video:
 // a drive whose every fix is known, written in each of the cameras' formats.
 
+#include <QDateTime>
 #include <QString>
 #include <QStringList>
 #include <QVector>
@@ -48,5 +49,8 @@ QString ffmpegPath();
 // `error`, when ffmpeg fails.
 bool makeClip(const QString &path, int seconds, const QString &srtPath = QString(),
               QString *error = nullptr);
+// A small H.264 clip whose container says when it was recorded (UTC).
+bool makeClipRecordedAt(const QString &path, int seconds, const QDateTime &utc,
+                        QString *error = nullptr);
 
 } // namespace trackgen
