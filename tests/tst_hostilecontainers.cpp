@@ -694,6 +694,13 @@ void HostileContainersTest::hostileFile_data()
             return movie(QByteArray(64, 'x'), box("trak", many + tkhd + mdia));
         },
         absent);
+    row(
+        "64 tracks of 99999 empty boxes each",
+        [] {
+            const QByteArray trak = box("trak", repeated(box("free"), 99990));
+            return movie(QByteArray(64, 'x'), repeated(trak, 64));
+        },
+        absent);
 
     // -- zeros
     row(

@@ -36,6 +36,9 @@ bool BoxWalker::children(qint64 begin, qint64 end, QVector<Box> &out)
     end = qMin(end, size);
     qint64 pos = begin;
     while (pos < end) {
+        if (++headersRead > maxHeadersPerFile)
+            return fail(
+                pos, QStringLiteral("more than %1 box headers in the file").arg(maxHeadersPerFile));
         if (out.size() >= maxBoxesPerLevel)
             return fail(pos,
                         QStringLiteral("more than %1 boxes in one level").arg(maxBoxesPerLevel));

@@ -36,6 +36,9 @@ class BoxWalker
 public:
     // Bounds that keep a hostile file from costing time or memory.
     static constexpr int maxBoxesPerLevel = 100000;
+    // Box headers read in one file: a real one has a few thousand; a file
+    // of empty boxes in every track would cost seconds.
+    static constexpr qint64 maxHeadersPerFile = 1000000;
     static constexpr qint64 maxRead = 64 * 1024 * 1024;
 
     bool open(const QString &path);
@@ -63,6 +66,7 @@ public:
     }
 
     QString error() const { return lastError; }
+    void clearError() { lastError.clear(); }
     // Sets the error (with the file offset) and returns false.
     bool fail(qint64 offset, const QString &what);
 
@@ -70,6 +74,7 @@ private:
     QFile file;
     QString filePath;
     qint64 size = 0;
+    qint64 headersRead = 0;
     QString lastError;
 };
 

@@ -33,7 +33,7 @@ bool Container::open(const QString &path)
     // nothing is said about it.
     QByteArray head;
     if (io.fileSize() < 8 || !io.read(0, 8, head) || !isTopLevelType(Bytes(head).u32(4))) {
-        io.fail(0, QString());
+        io.clearError(); // no MP4/MOV: nothing to say about it
         return false;
     }
     const bool walked = io.children(0, io.fileSize(), top);

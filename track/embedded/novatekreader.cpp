@@ -214,6 +214,7 @@ Outcome NovatekReader::read(Container &file, Telemetry &out)
             ++encrypted;
         else
             ++unknown;
+        fix.valid = false;     // whatever a record cut short left in it
         out.fixes.append(fix); // the second is kept, with no fix
     }
     if (encrypted > 0 && encrypted + unknown == places.size()) {
