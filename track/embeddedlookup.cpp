@@ -46,7 +46,10 @@ int VideoInfoParse::parseTimedGpx(const QString &gpxPath, const QString &videoPa
     resetVideoInfo();
     QVector<standardgpx::Point> points;
     QString error;
-    if (!standardgpx::read(gpxPath, points, &error)) {
+    const bool whole = standardgpx::read(gpxPath, points, &error);
+    if (points.isEmpty())
+        return 1; // no point with a time: the camera's own flat XML
+    if (!whole) {
         qWarning().noquote() << "GPX: refused," << error;
         return -1;
     }

@@ -138,3 +138,15 @@ bool LineReader::next(QStringRef &line)
         }
     }
 }
+
+QXmlStreamReader::TokenType nextToken(QXmlStreamReader &xml, DecodedFile &text)
+{
+    QString piece;
+    for (;;) {
+        const QXmlStreamReader::TokenType token = xml.readNext();
+        if (token != QXmlStreamReader::Invalid ||
+            xml.error() != QXmlStreamReader::PrematureEndOfDocumentError || !text.read(piece))
+            return token;
+        xml.addData(piece);
+    }
+}

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QString>
 #include <QStringRef>
+#include <QXmlStreamReader>
 #include <memory>
 
 class QTextCodec;
@@ -34,6 +35,11 @@ private:
     QByteArray held; // the start of a sequence that the last chunk cut
     bool atEnd = false;
 };
+
+// The next token of a document read from `text` a piece at a time: where
+// the reader runs out, the next piece is fed to it. Invalid, with the
+// reader's error, when the document is broken or ends too early.
+QXmlStreamReader::TokenType nextToken(QXmlStreamReader &xml, DecodedFile &text);
 
 // A text file read line by line (see DecodedFile), with no empty line after
 // a final line end. A line longer than maxLineChars is given only that far.

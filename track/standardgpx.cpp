@@ -35,19 +35,14 @@ template <typename Each> bool walk(const QString &path, Each each, QString *erro
     }
     QXmlStreamReader xml;
     xml.setNamespaceProcessing(false); // prefixes are read as part of the name
-    QString piece;
     Point point;
     bool inPoint = false;
     QString field; // the child of a point being read
     QString value;
     int depth = 0;
     for (;;) {
-        const QXmlStreamReader::TokenType token = xml.readNext();
+        const QXmlStreamReader::TokenType token = nextToken(xml, text);
         if (token == QXmlStreamReader::Invalid) {
-            if (xml.error() == QXmlStreamReader::PrematureEndOfDocumentError && text.read(piece)) {
-                xml.addData(piece);
-                continue;
-            }
             if (error)
                 *error = QStringLiteral("%1 at line %2, column %3")
                              .arg(xml.errorString())
@@ -106,19 +101,6 @@ template <typename Each> bool walk(const QString &path, Each each, QString *erro
 }
 
 } // namespace
-
-bool isStandard(const QString &path)
-{
-    bool found = false;
-    walk(
-        path,
-        [&](const Point &) {
-            found = true;
-            return false;
-        },
-        nullptr);
-    return found;
-}
 
 bool read(const QString &path, QVector<Point> &points, QString *error)
 {

@@ -21,13 +21,9 @@ struct Point
     double altitude = embedded::Fix::none;
 };
 
-// True when the file is a standard GPX: points (trkpt, rtept, wpt) with a
-// <time> child. The camera's flat XML, whose points carry their time as an
-// attribute, is not.
-bool isStandard(const QString &path);
-
-// The timed points in time order. False, with `error` (line and column),
-// when the file cannot be read or holds too many points.
+// The timed points (of trkpt, rtept, wpt) in time order; none for the
+// camera's flat XML, whose points carry their time as an attribute. False, with `error` (line and
+// column), when the file cannot be read or holds too many points.
 bool read(const QString &path, QVector<Point> &points, QString *error = nullptr);
 
 // When the video began recording, as UTC: the container's creation time,

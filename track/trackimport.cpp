@@ -295,8 +295,7 @@ bool readKml(const QString &path, QVector<Point> &points, QString *error)
         return fail(error, QStringLiteral("cannot open %1").arg(path));
     QXmlStreamReader xml;
     xml.setNamespaceProcessing(false); // "gx:" is read as part of the name
-    QString piece;
-    QStringList open; // the local names of the open elements
+    QStringList open;                  // the local names of the open elements
     QString value;
     bool collecting = false;
     // A gx:Track lists its times, then its places: joined in order at its end.
@@ -313,12 +312,8 @@ bool readKml(const QString &path, QVector<Point> &points, QString *error)
         return open.size() > levels ? open.at(open.size() - 1 - levels) : QString();
     };
     for (;;) {
-        const QXmlStreamReader::TokenType token = xml.readNext();
+        const QXmlStreamReader::TokenType token = nextToken(xml, text);
         if (token == QXmlStreamReader::Invalid) {
-            if (xml.error() == QXmlStreamReader::PrematureEndOfDocumentError && text.read(piece)) {
-                xml.addData(piece);
-                continue;
-            }
             return fail(error, QStringLiteral("line %1, column %2: %3")
                                    .arg(xml.lineNumber())
                                    .arg(xml.columnNumber())

@@ -136,14 +136,15 @@ Clip readClip(const QString &path, const QString &settingsDir)
             if (it.value()->valid)
                 clip.points.append({it.key(), *it.value()});
     }
-    embedded::Container container;
-    const bool isMp4 = container.open(path);
-    if (clip.seconds == 0 && isMp4)
-        clip.seconds = int(container.duration() + 0.5);
     if (!clip.start.isValid()) {
         clip.start = timeFromName(path);
         clip.startFrom = QStringLiteral("name");
     }
+    // The container is walked again only for what the track did not give.
+    embedded::Container container;
+    const bool isMp4 = (clip.seconds == 0 || !clip.start.isValid()) && container.open(path);
+    if (clip.seconds == 0 && isMp4)
+        clip.seconds = int(container.duration() + 0.5);
     if (!clip.start.isValid() && isMp4 && container.creationTime > 0) {
         clip.start = QDateTime::fromSecsSinceEpoch(container.creationTime, Qt::UTC);
         clip.startFrom = QStringLiteral("container");

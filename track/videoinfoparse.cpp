@@ -1,7 +1,6 @@
 #include "videoinfoparse.h"
 
 #include "srtparse.h"
-#include "standardgpx.h"
 #include "videosettings.h"
 #include "xmlgpsparse.h"
 
@@ -117,11 +116,11 @@ int VideoInfoParse::parseFileImpl(QString videoPath)
             // A phone's or a logger's GPX is placed by its times, with
             // nothing written beside the video; the camera's own flat XML
             // goes through its conversion.
-            if (standardgpx::isStandard(base + ".GPX")) {
-                const int r = parseTimedGpx(base + ".GPX", videoPath);
-                if (r < 0)
+            const int timed = parseTimedGpx(base + ".GPX", videoPath);
+            if (timed <= 0) {
+                if (timed < 0)
                     resetVideoInfo();
-                return r;
+                return timed;
             }
             // Writes the ".map" but reports false: it is read from the next
             // opening on.

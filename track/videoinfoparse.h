@@ -58,7 +58,8 @@ public:
     // refused, 1 when there is none and the subtitle path should look.
     int parseEmbeddedTrack(const QString &videoPath);
     // A standard GPX (a phone's or a logger's) laid on the video by the
-    // times of its points: 0 read, -1 when it cannot be placed or read.
+    // times of its points: 0 read, -1 when it cannot be placed or read, 1
+    // when it has no point with a time (the camera's own flat XML).
     int parseTimedGpx(const QString &gpxPath, const QString &videoPath);
 
     // Readers. Each expects resetVideoInfo() just before.

@@ -1,5 +1,7 @@
 #include "drivelist.h"
 
+#include "embedded/telemetry.h"
+
 #include <QListWidget>
 #include <QLocale>
 #include <QPointer>
@@ -8,14 +10,6 @@
 namespace {
 
 constexpr int headerRole = Qt::UserRole + 1;
-
-double metresBetween(double lat1, double lon1, double lat2, double lon2)
-{
-    constexpr double rad = M_PI / 180.0;
-    const double x = (lon2 - lon1) * rad * std::cos((lat1 + lat2) / 2 * rad);
-    const double y = (lat2 - lat1) * rad;
-    return std::sqrt(x * x + y * y) * 6371008.8;
-}
 
 } // namespace
 
@@ -155,8 +149,8 @@ DriveList::Nearest DriveList::nearest(int drive, double latitude, double longitu
         const QVector<trip::Clip> &clips = all[d].clips;
         for (int c = 0; c < clips.size(); ++c)
             for (const trip::Point &p : clips[c].points) {
-                const double m = metresBetween(latitude, longitude, p.sample.signedLatitude(),
-                                               p.sample.signedLongitude());
+                const double m = embedded::metresBetween(
+                    latitude, longitude, p.sample.signedLatitude(), p.sample.signedLongitude());
                 if (best.clip < 0 || m < best.metres)
                     best = Nearest{c, p.second, m};
             }
@@ -191,9 +185,9 @@ double DriveList::distanceTo(const Place &at, int second) const
         km += clips[c].distanceKm;
     const QVector<trip::Point> &points = clips[at.clip].points;
     for (int i = 1; i < points.size() && points[i].second <= second; ++i)
-        km += metresBetween(points[i - 1].sample.signedLatitude(),
-                            points[i - 1].sample.signedLongitude(),
-                            points[i].sample.signedLatitude(), points[i].sample.signedLongitude()) /
+        km += embedded::metresBetween(
+                  points[i - 1].sample.signedLatitude(), points[i - 1].sample.signedLongitude(),
+                  points[i].sample.signedLatitude(), points[i].sample.signedLongitude()) /
               1000.0;
     return km;
 }

@@ -4,6 +4,7 @@
 
 #include "avplayer.h"
 #include "drivelist.h"
+#include "embedded/telemetry.h"
 #include "languageparse.h"
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
@@ -176,10 +177,8 @@ void MainWindow::onMapClick(double latitude, double longitude)
              it != videoInfoParse->videoInfoMap.cend(); ++it) {
             if (!it.value()->valid)
                 continue;
-            const double dLat = it.value()->signedLatitude() - latitude;
-            const double dLon =
-                (it.value()->signedLongitude() - longitude) * std::cos(latitude * M_PI / 180);
-            const double m = dLat * dLat + dLon * dLon;
+            const double m = embedded::metresBetween(
+                latitude, longitude, it.value()->signedLatitude(), it.value()->signedLongitude());
             if (best < 0 || m < bestMetres) {
                 best = it.key();
                 bestMetres = m;

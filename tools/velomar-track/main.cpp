@@ -267,6 +267,31 @@ int exportTrip(const QStringList &paths, const QString &format, const QString &o
     return writeOut(os.str(), outPath);
 }
 
+// The options of export: --format, -o and, for --trip, the paths.
+struct ExportOptions
+{
+    QString format;
+    QString outPath;
+    QStringList paths;
+    QString unexpected; // the argument that made read() fail
+
+    bool read(const QStringList &args, int from, bool takePaths)
+    {
+        for (int i = from; i < args.size(); ++i) {
+            const bool hasValue = i + 1 < args.size();
+            if (args[i] == "--format" && hasValue)
+                format = args[++i];
+            else if (args[i] == "-o" && hasValue)
+                outPath = args[++i];
+            else if (takePaths && !args[i].startsWith('-'))
+                paths << args[i];
+            else
+                return unexpected = args[i], false;
+        }
+        return true;
+    }
+};
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -300,25 +325,14 @@ int main(int argc, char **argv)
         return printTrips(args.mid(1));
     }
     if (command == "export" && args.size() > 1 && args[1] == "--trip") {
-        QString format;
-        QString outPath;
-        QStringList paths;
-        for (int i = 2; i < args.size(); ++i) {
-            const bool hasValue = i + 1 < args.size();
-            if (args[i] == "--format" && hasValue)
-                format = args[++i];
-            else if (args[i] == "-o" && hasValue)
-                outPath = args[++i];
-            else if (args[i].startsWith('-'))
-                return fail("unexpected argument \"" + args[i] + "\" (see --help)");
-            else
-                paths << args[i];
-        }
-        if (paths.isEmpty())
+        ExportOptions o;
+        if (!o.read(args, 2, true))
+            return fail("unexpected argument \"" + o.unexpected + "\" (see --help)");
+        if (o.paths.isEmpty())
             return fail("export --trip needs files or folders (see --help)");
-        if (!exporters::isFormat(format))
+        if (!exporters::isFormat(o.format))
             return fail("export needs --format gpx, csv, geojson or kml");
-        return exportTrip(paths, format, outPath);
+        return exportTrip(o.paths, o.format, o.outPath);
     }
     if (args.size() < 2)
         return fail(command + " needs a video path (see --help)");
@@ -336,18 +350,10 @@ int main(int argc, char **argv)
         return std::cout.good() ? 0 : 1;
     }
 
-    QString format;
-    QString outPath;
-    for (int i = 2; i < args.size(); ++i) {
-        const bool hasValue = i + 1 < args.size();
-        if (args[i] == "--format" && hasValue)
-            format = args[++i];
-        else if (args[i] == "-o" && hasValue)
-            outPath = args[++i];
-        else
-            return fail("unexpected argument \"" + args[i] + "\" (see --help)");
-    }
-    if (!exporters::isFormat(format))
+    ExportOptions o;
+    if (!o.read(args, 2, false))
+        return fail("unexpected argument \"" + o.unexpected + "\" (see --help)");
+    if (!exporters::isFormat(o.format))
         return fail("export needs --format gpx, csv, geojson or kml");
-    return exportTrack(video, format, outPath);
+    return exportTrack(video, o.format, o.outPath);
 }

@@ -21,13 +21,7 @@ constexpr int agreeingRun = 5;
 
 double metres(const Fix &a, const Fix &b)
 {
-    constexpr double rad = M_PI / 180.0;
-    const double dLat = (b.latitude - a.latitude) * rad;
-    const double dLon = (b.longitude - a.longitude) * rad;
-    const double h = std::sin(dLat / 2) * std::sin(dLat / 2) +
-                     std::cos(a.latitude * rad) * std::cos(b.latitude * rad) * std::sin(dLon / 2) *
-                         std::sin(dLon / 2);
-    return 6371008.8 * 2 * std::asin(std::sqrt(std::min(1.0, h)));
+    return metresBetween(a.latitude, a.longitude, b.latitude, b.longitude);
 }
 
 bool reachable(const Fix &from, const Fix &to)
@@ -55,6 +49,17 @@ QString clockTime(qint64 ms)
 }
 
 } // namespace
+
+double metresBetween(double lat1, double lon1, double lat2, double lon2)
+{
+    constexpr double rad = M_PI / 180.0;
+    const double dLat = (lat2 - lat1) * rad;
+    const double dLon = (lon2 - lon1) * rad;
+    const double h =
+        std::sin(dLat / 2) * std::sin(dLat / 2) +
+        std::cos(lat1 * rad) * std::cos(lat2 * rad) * std::sin(dLon / 2) * std::sin(dLon / 2);
+    return 6371008.8 * 2 * std::asin(std::sqrt(std::min(1.0, h)));
+}
 
 void rejectImpossible(QVector<Fix> &fixes)
 {

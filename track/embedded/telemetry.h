@@ -88,6 +88,9 @@ int fillStore(Telemetry &telemetry, VideoInfoParse &store);
 // the fixes around them than 300 km/h allows.
 void rejectImpossible(QVector<Fix> &fixes);
 
+// Metres along the earth's surface between two positions (signed degrees).
+double metresBetween(double lat1, double lon1, double lat2, double lon2);
+
 // Fills the speed of valid fixes that have none from the distance to the
 // fix about a second before (layouts that keep no speed).
 void speedsFromPositions(QVector<Fix> &fixes);
