@@ -7,8 +7,8 @@ namespace Ui {
 class Debug;
 }
 
-// The web engine's remote inspector for the map page (port 9024); nothing in
-// the player opens it, it is there for whoever debugs the map.
+// The web engine's remote inspector for the map page (port 9024), opened at
+// start with --debug only.
 class Debug : public QWidget
 {
     Q_OBJECT

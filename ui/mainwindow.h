@@ -60,6 +60,10 @@ public:
     // Where config.ini lies.
     static QString settingsPath();
 
+    // Videos to play, or folders read as their drives: a drop, or the paths
+    // given on the command line.
+    void openPaths(const QStringList &paths);
+
 public slots:
     // Playback control.
     void on_btnOpenFile_clicked();

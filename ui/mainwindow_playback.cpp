@@ -28,6 +28,7 @@
 #include <QStandardPaths>
 #include <QTimer>
 #include <QUrl>
+#include <algorithm>
 #include <cstdlib>
 
 void MainWindow::on_btnOpenFile_clicked()
@@ -87,24 +88,26 @@ void MainWindow::dragEnterEvent(QDragEnterEvent *event)
 void MainWindow::dropEvent(QDropEvent *event)
 {
     qDebug() << "dropEvent";
-    const QList<QUrl> urls = event->mimeData()->urls();
-    if (urls.isEmpty())
-        return;
-    // A folder among them: its drives, with the files dropped beside it.
     QStringList paths;
-    bool folder = false;
-    for (const QUrl &url : urls) {
+    for (const QUrl &url : event->mimeData()->urls())
         paths << url.toLocalFile();
-        folder = folder || QFileInfo(paths.last()).isDir();
-    }
+    openPaths(paths);
+}
+
+void MainWindow::openPaths(const QStringList &paths)
+{
+    if (paths.isEmpty())
+        return;
+    // A folder among them: its drives, with the files given beside it.
+    const bool folder = std::any_of(paths.cbegin(), paths.cend(),
+                                    [](const QString &p) { return QFileInfo(p).isDir(); });
     if (folder) {
         openDrives(paths);
         return;
     }
     driveList->clear();
     ui->listVideo->clear();
-    for (const QUrl &url : urls) {
-        const QString path = url.toLocalFile();
+    for (const QString &path : paths) {
         for (const char *ext : {".MP4", ".MOV", ".AVI"})
             if (path.endsWith(ext, Qt::CaseInsensitive)) {
                 ui->listVideo->addItem(path);
