@@ -112,6 +112,19 @@ bool BoxWalker::read(qint64 offset, qint64 length, QByteArray &out)
         return fail(offset, QStringLiteral("%1 bytes wanted, more than %2 are ever read at once")
                                 .arg(length)
                                 .arg(maxRead));
+    if (length <= pageBytes / 4) {
+        const bool inPage =
+            pageAt >= 0 && offset >= pageAt && offset + length <= pageAt + page.size();
+        if (!inPage) {
+            page.resize(int(qMin(pageBytes, size - offset)));
+            pageAt = -1;
+            if (!file.seek(offset) || file.read(page.data(), page.size()) != page.size())
+                return fail(offset, QStringLiteral("read failed: %1").arg(file.errorString()));
+            pageAt = offset;
+        }
+        out = page.mid(int(offset - pageAt), int(length));
+        return true;
+    }
     out.resize(int(length));
     if (!file.seek(offset) || file.read(out.data(), length) != length)
         return fail(offset, QStringLiteral("read failed: %1").arg(file.errorString()));

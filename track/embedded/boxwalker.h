@@ -76,6 +76,12 @@ private:
     qint64 size = 0;
     qint64 headersRead = 0;
     QString lastError;
+    // Small reads (box headers, records) come from a page of the file read
+    // ahead: the file is unbuffered, and a seek and a read for each of a
+    // million headers cost seconds where system calls are dear.
+    static constexpr qint64 pageBytes = 4096;
+    QByteArray page;
+    qint64 pageAt = -1;
 };
 
 // Big- and little-endian readers over a byte array, bounds-checked: a read
