@@ -4,6 +4,7 @@
 
 #include "embedded/gpmfreader.h"
 #include "embedded/telemetry.h"
+#include "embedded/texttrackreader.h"
 #include "embedgen.h"
 #include "exiftool.h"
 #include "testutil.h"
@@ -19,6 +20,7 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <QtEndian>
 #include <cmath>
 
 namespace {
@@ -74,6 +76,11 @@ private slots:
     void velomarTrackTool();
     void cammPositionsOnly();
     void rearCameraBorrowsFrontTrack();
+    void djiSubtitleLayouts_data();
+    void djiSubtitleLayouts();
+    void djiFlightRecordsBesideTheVideo_data();
+    void djiFlightRecordsBesideTheVideo();
+    void novatekBlocksInASecondMdat();
 
 private:
     QString make(const QString &name, const embedgen::Options &options);
@@ -589,6 +596,141 @@ void TestEmbeddedGps::rearCameraBorrowsFrontTrack()
     QCOMPARE(store.parseFile(folder + "/20230514_120000B.MP4"), 0);
     QCOMPARE(store.source, QString("gpmf"));
     checkAgainstDrive(store, "gpmf");
+}
+
+// The subtitle texts real drones write. Latitude and longitude are both
+// under 90 here, so only the layout can tell which comes first.
+void TestEmbeddedGps::djiSubtitleLayouts_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<double>("latitude");
+    QTest::addColumn<double>("longitude");
+    QTest::addColumn<double>("altitude");
+    QTest::addColumn<QString>("when");
+    QTest::newRow("HOME, longitude first")
+        << "HOME(149.0251,-20.2532) 2017.08.05 14:11:51 GPS(149.0251,-20.2533,16) BAROMETER:1.9"
+        << -20.2533 << 149.0251 << 16.0 << "2017-08-05T14:11:51.000";
+    QTest::newRow("HOME, both under 90")
+        << "HOME(11.5750,48.1370) 2017.08.05 14:11:51 GPS(11.5751,48.1371,16) BAROMETER:1.9"
+        << 48.1371 << 11.5751 << 16.0 << "2017-08-05T14:11:51.000";
+    QTest::newRow("metres marked, latitude first")
+        << "2022.06.21 16:06:17 GPS(36.6146,-6.1120,0.0M) BAROMETER:0.3M" << 36.6146 << -6.1120
+        << 0.0 << "2022-06-21T16:06:17.000";
+    QTest::newRow("metres marked, both under 90")
+        << "2022.06.21 16:06:17 GPS(48.1371,11.5751,12.5M) BAROMETER:0.3M" << 48.1371 << 11.5751
+        << 12.5 << "2022-06-21T16:06:17.000";
+    QTest::newRow("camera settings, longitude first")
+        << "F/2.8, SS 30.15, ISO 260, EV -1.7, GPS (-121.7458, 48.0771, 17), D 221.21m, H 200.70m"
+        << 48.0771 << -121.7458 << 17.0 << "";
+    QTest::newRow("per frame, the drone's spelling")
+        << "2020-04-02 15:19:58,720,764 [latitude : 31.452012] [longtitude : 74.398751] "
+           "[altitude: 213.98]"
+        << 31.452012 << 74.398751 << 213.98 << "2020-04-02T15:19:58.720";
+    QTest::newRow("per frame, newer")
+        << "[iso : 100] [latitude: 41.424724] [longitude: 2.234156] [rel_alt: 1.2 abs_alt: 95.5]"
+        << 41.424724 << 2.234156 << 95.5 << "";
+}
+
+void TestEmbeddedGps::djiSubtitleLayouts()
+{
+    QFETCH(QString, text);
+    QFETCH(double, latitude);
+    QFETCH(double, longitude);
+    QFETCH(double, altitude);
+    QFETCH(QString, when);
+    embedded::Fix fix;
+    QVERIFY(embedded::DjiReader::decodeText(text, fix));
+    QCOMPARE(fix.latitude, latitude);
+    QCOMPARE(fix.longitude, longitude);
+    QCOMPARE(fix.altitude, altitude);
+    if (when.isEmpty())
+        QCOMPARE(fix.clockMs, qint64(-1));
+    else
+        QCOMPARE(QDateTime::fromMSecsSinceEpoch(fix.clockMs, Qt::UTC)
+                     .toString("yyyy-MM-ddThh:mm:ss.zzz"),
+                 when);
+}
+
+// NAME.SRT beside a drone's video in each layout: found, read, and placed
+// one fix a second.
+void TestEmbeddedGps::djiFlightRecordsBesideTheVideo_data()
+{
+    QTest::addColumn<QString>("layout");
+    QTest::newRow("home") << "HOME(%2,%1) %3 GPS(%2,%1,16) BAROMETER:1.9";
+    QTest::newRow("metres") << "%3 GPS(%1,%2,12.0M) BAROMETER:0.3M";
+    QTest::newRow("per frame") << "%4,000,000 [latitude : %1] [longtitude : %2] [altitude: 80.5]";
+}
+
+void TestEmbeddedGps::djiFlightRecordsBesideTheVideo()
+{
+    QFETCH(QString, layout);
+    const QVector<trackgen::Fix> flight = trackgen::drive(seconds, 48.137, 11.575);
+    const QString folder =
+        dir.filePath("dji-" + QString(QTest::currentDataTag()).replace(' ', '-'));
+    QVERIFY(QDir().mkpath(folder));
+    const QString video = folder + "/DJI_0001.MP4";
+    QVERIFY(QFile::copy(clip, video));
+    QStringList texts;
+    for (const trackgen::Fix &f : flight) {
+        const QString clock = trackgen::hhmmss(f.secondOfDay, ":");
+        texts << layout.arg(f.latitude, 0, 'f', 6)
+                     .arg(f.longitude, 0, 'f', 6)
+                     .arg("2023.05.14 " + clock, "2023-05-14 " + clock);
+    }
+    QVERIFY(trackgen::writeText(folder + "/DJI_0001.SRT", trackgen::srtDocument(texts)));
+    VideoInfoParse store;
+    QCOMPARE(store.parseFile(video), 0);
+    QCOMPARE(store.source, QString("dji"));
+    QCOMPARE(store.count, seconds);
+    for (int k = 0; k < seconds; ++k) {
+        const VideoInfo *s = store.videoInfoMap.value(k);
+        QVERIFY(s && s->valid);
+        QVERIFY2(std::abs(s->signedLatitude() - flight[k].latitude) < 1e-5 &&
+                     std::abs(s->signedLongitude() - flight[k].longitude) < 1e-5,
+                 qPrintable(QString("second %1: %2,%3")
+                                .arg(k)
+                                .arg(s->signedLatitude())
+                                .arg(s->signedLongitude())));
+        QCOMPARE(s->time, trackgen::hhmmss(flight[k].secondOfDay, ":"));
+    }
+}
+
+// Some cameras write a second mdat after moov and put the blocks there:
+// the scan looks through every media data box.
+void TestEmbeddedGps::novatekBlocksInASecondMdat()
+{
+    embedgen::Options o;
+    o.layout = "novatek";
+    o.index = false;
+    const QString video = make("secondmdat", o);
+    QVERIFY(!video.isEmpty());
+    QFile f(video);
+    QVERIFY(f.open(QIODevice::ReadWrite));
+    QByteArray bytes = f.readAll();
+    // Every block moves to a new box at the end; where it stood, its mark
+    // is blotted out.
+    QByteArray blocks;
+    int at = bytes.indexOf("freeGPS ");
+    while (at >= 4) {
+        const quint32 size = qFromBigEndian<quint32>(bytes.constData() + at - 4);
+        QVERIFY(size >= 16 && at - 4 + int(size) <= bytes.size());
+        blocks += bytes.mid(at - 4, int(size));
+        bytes.replace(at, 8, "skipped!");
+        at = bytes.indexOf("freeGPS ", at + 8);
+    }
+    QCOMPARE(blocks.count("freeGPS "), seconds);
+    QByteArray box(8, '\0');
+    qToBigEndian<quint32>(quint32(blocks.size() + 8), box.data());
+    box.replace(4, 4, "mdat");
+    bytes += box + blocks;
+    QVERIFY(f.seek(0));
+    QCOMPARE(f.write(bytes), qint64(bytes.size()));
+    f.close();
+
+    VideoInfoParse store;
+    QCOMPARE(store.parseFile(video), 0);
+    QCOMPARE(store.source, QString("novatek"));
+    checkAgainstDrive(store, "novatek");
 }
 
 QTEST_GUILESS_MAIN(TestEmbeddedGps)

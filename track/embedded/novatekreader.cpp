@@ -154,45 +154,55 @@ Outcome NovatekReader::read(Container &file, Telemetry &out)
         for (std::uint32_t i = 0; i < count; ++i)
             places.append({b.u32(8 + 8 * i), b.u32(12 + 8 * i)});
     } else {
-        const Box mdat = file.topLevel(fourcc("mdat"));
-        if (!mdat.type)
-            return Outcome::Absent;
-        // Blocks sit among the frames; the scan reads the media data in
-        // slices, gives up where no block has turned up for scanWindow
-        // bytes, and skips each block it finds.
+        // Blocks sit among the frames, in every media data box of the file
+        // (some cameras write a second one after moov). The scan reads each
+        // in slices, gives up on one where no block has turned up for
+        // scanWindow bytes, and skips each block it finds.
         constexpr qint64 slice = 1024 * 1024;
         static const QByteArray mark("freeGPS ");
-        qint64 pos = mdat.payloadOffset();
-        qint64 lastFound = pos;
         QByteArray buffer;
-        while (pos < mdat.end() && pos - lastFound < scanWindow) {
-            const qint64 length = qMin(slice + 12, mdat.end() - pos);
-            if (length < 12 || !io.read(pos, length, buffer))
-                break;
-            int at = buffer.indexOf(mark, 4);
-            qint64 next = pos + qMax<qint64>(1, length - 11);
-            while (at >= 4) {
-                const qint64 blockAt = pos + at - 4;
-                const qint64 size = Bytes(buffer).u32(at - 4);
-                if (size >= 16 && size <= mdat.end() - blockAt) {
-                    places.append({blockAt, size});
-                    lastFound = blockAt;
-                    next = blockAt + size;
-                    // The blocks after it in this slice, without reading it again.
-                    const qint64 from = next - pos + 4;
-                    at = from < buffer.size() ? buffer.indexOf(mark, int(from)) : -1;
-                    continue;
+        for (const Box &mdat : qAsConst(file.top)) {
+            if (mdat.type != fourcc("mdat") || places.size() > tracklimits::maxSamples)
+                continue;
+            qint64 pos = mdat.payloadOffset();
+            qint64 lastFound = pos;
+            while (pos < mdat.end() && pos - lastFound < scanWindow) {
+                const qint64 length = qMin(slice + 12, mdat.end() - pos);
+                if (length < 12 || !io.read(pos, length, buffer))
+                    break;
+                int at = buffer.indexOf(mark, 4);
+                qint64 next = pos + qMax<qint64>(1, length - 11);
+                while (at >= 4) {
+                    const qint64 blockAt = pos + at - 4;
+                    const qint64 size = Bytes(buffer).u32(at - 4);
+                    if (size >= 16 && size <= mdat.end() - blockAt) {
+                        places.append({blockAt, size});
+                        lastFound = blockAt;
+                        next = blockAt + size;
+                        // The blocks after it in this slice, without reading it again.
+                        const qint64 from = next - pos + 4;
+                        at = from < buffer.size() ? buffer.indexOf(mark, int(from)) : -1;
+                        continue;
+                    }
+                    at = buffer.indexOf(mark, at + 1);
                 }
-                at = buffer.indexOf(mark, at + 1);
+                pos = next;
+                if (places.size() > tracklimits::maxSamples)
+                    break;
             }
-            pos = next;
-            if (places.size() > tracklimits::maxSamples)
-                break;
         }
         if (places.isEmpty())
             return Outcome::Absent;
+        if (places.size() > tracklimits::maxSamples) {
+            out.error = QStringLiteral("more than %1 freeGPS blocks (the first at offset %2): more "
+                                       "seconds than a track holds")
+                            .arg(tracklimits::maxSamples)
+                            .arg(places.first().first);
+            return Outcome::Refused;
+        }
     }
 
+    out.fixes.reserve(out.fixes.size() + places.size());
     int encrypted = 0, unknown = 0;
     qint64 firstBad = -1;
     QByteArray block;

@@ -124,23 +124,29 @@ const char *DjiReader::description() const
 
 bool DjiReader::decodeText(const QString &text, Fix &fix)
 {
-    static const QRegularExpression newer(QStringLiteral(
-        "\\[latitude\\s*:\\s*([-+]?[0-9.]+)\\]\\s*\\[longitude\\s*:\\s*([-+]?[0-9.]+)\\]"));
-    static const QRegularExpression older(QStringLiteral(
-        "GPS\\s*\\(\\s*([-+]?[0-9.]+)\\s*,\\s*([-+]?[0-9.]+)\\s*(?:,\\s*([-+]?[0-9.]+))?"));
-    static const QRegularExpression altitude(QStringLiteral("abs_alt\\s*:\\s*([-+]?[0-9.]+)"));
+    // "[latitude : x] [longtitude : y]": the misspelling is the drones' own.
+    static const QRegularExpression named(QStringLiteral(
+        "\\[latitude\\s*:\\s*([-+]?[0-9.]+)\\]\\s*\\[longt?itude\\s*:\\s*([-+]?[0-9.]+)\\]"));
+    // "GPS (lon, lat, alt)", "GPS(lon,lat,alt) BAROMETER:h" after HOME(lon,lat),
+    // and "GPS(lat,lon,altM) BAROMETER:hM": the layout with metres marked
+    // puts latitude first. Values alone cannot tell where both are under 90.
+    static const QRegularExpression paren(QStringLiteral(
+        "GPS\\s*\\(\\s*([-+]?[0-9.]+)\\s*,\\s*([-+]?[0-9.]+)\\s*(?:,\\s*([-+]?[0-9.]+)\\s*(M?))?"));
+    static const QRegularExpression altitude(
+        QStringLiteral("(?:abs_alt|altitude)\\s*:\\s*([-+]?[0-9.]+)"));
     static const QRegularExpression hSpeed(QStringLiteral("H\\.S\\s*([-+]?[0-9.]+)\\s*m/s"));
     static const QRegularExpression when(QStringLiteral(
         "(\\d{4})[-.](\\d{2})[-.](\\d{2})\\s+(\\d{2}):(\\d{2}):(\\d{2})(?:[.,](\\d{1,3}))?"));
 
-    if (const QRegularExpressionMatch m = newer.match(text); m.hasMatch()) {
+    if (const QRegularExpressionMatch m = named.match(text); m.hasMatch()) {
         fix.latitude = m.captured(1).toDouble();
         fix.longitude = m.captured(2).toDouble();
         if (const QRegularExpressionMatch a = altitude.match(text); a.hasMatch())
             fix.altitude = a.captured(1).toDouble();
-    } else if (const QRegularExpressionMatch o = older.match(text); o.hasMatch()) {
-        fix.longitude = o.captured(1).toDouble(); // longitude first
-        fix.latitude = o.captured(2).toDouble();
+    } else if (const QRegularExpressionMatch o = paren.match(text); o.hasMatch()) {
+        const bool latitudeFirst = !o.captured(4).isEmpty();
+        fix.latitude = o.captured(latitudeFirst ? 1 : 2).toDouble();
+        fix.longitude = o.captured(latitudeFirst ? 2 : 1).toDouble();
         if (!o.captured(3).isEmpty())
             fix.altitude = o.captured(3).toDouble();
     } else {
@@ -210,7 +216,8 @@ QString DjiReader::sideFile(const QString &videoPath)
         // subtitles do not.
         const QByteArray head = f.read(4096);
         if (head.contains("[latitude") || head.contains("[longitude") ||
-            (head.contains("GPS (") && head.contains("H.S")))
+            head.contains("[longtitude") || (head.contains("GPS (") && head.contains("H.S")) ||
+            (head.contains("GPS(") && head.contains("BAROMETER")))
             return f.fileName();
     }
     return QString();
