@@ -347,7 +347,7 @@ private slots:
         QVERIFY2(trips.size() == expected.size(), r.out.constData());
 
         const QStringList tripKeys{"clips", "distance_km", "end", "max_speed", "start"};
-        const QStringList clipKeys{"path", "seconds", "source", "start"};
+        const QStringList clipKeys{"channels", "kind", "path", "seconds", "source", "start", "utc"};
         for (int i = 0; i < trips.size(); ++i) {
             const QJsonObject t = trips[i].toObject();
             QCOMPARE(t.keys(), tripKeys);
@@ -365,6 +365,13 @@ private slots:
                 QCOMPARE(c.keys(), clipKeys);
                 QCOMPARE(c["path"].toString(), at(m.path));
                 QCOMPARE(c["start"].toString(), iso(wall(12, 0, 0).addSecs(m.first)));
+                // The NMEA clips' names and fixes agree: the camera's clock is UTC.
+                QCOMPARE(c["utc"].toString(), c["start"].toString() + 'Z');
+                QCOMPARE(c["kind"].toString(), QString("normal"));
+                const QJsonArray channels = c["channels"].toArray();
+                QCOMPARE(channels.size(), 1);
+                QCOMPARE(channels[0].toObject()["name"].toString(), QString("front"));
+                QCOMPARE(channels[0].toObject()["path"].toString(), at(m.path));
                 QCOMPARE(c["seconds"].toInt(), m.seconds);
                 QCOMPARE(c["source"].toString(), m.source);
                 if (m.source.isEmpty())

@@ -1,6 +1,7 @@
 #include "drivelist.h"
 
 #include "embedded/telemetry.h"
+#include "moments.h"
 
 #include <QListWidget>
 #include <QLocale>
@@ -24,14 +25,12 @@ void DriveList::read(const QStringList &paths, const QString &settingsDir)
     // The thread owns nothing of the window: what it reads comes back by
     // queued calls to this object, which Qt drops once it is gone.
     worker = QThread::create([this, paths, settingsDir, stopFlag, run] {
-        const QStringList videos = trip::findVideos(paths);
-        QVector<trip::Clip> clips;
-        clips.reserve(videos.size());
-        for (int i = 0; i < videos.size() && !*stopFlag; ++i) {
-            clips.append(trip::readClip(videos[i], settingsDir));
-            QMetaObject::invokeMethod(this, "progress", Qt::QueuedConnection, Q_ARG(int, i + 1),
-                                      Q_ARG(int, videos.size()));
-        }
+        const QVector<trip::Clip> clips = trip::readMoments(
+            trip::findVideos(paths), settingsDir, [this, stopFlag](int done, int total) {
+                QMetaObject::invokeMethod(this, "progress", Qt::QueuedConnection, Q_ARG(int, done),
+                                          Q_ARG(int, total));
+                return !*stopFlag;
+            });
         if (*stopFlag)
             return;
         QMetaObject::invokeMethod(
@@ -73,9 +72,11 @@ void DriveList::took(QVector<trip::Clip> clips, quint64 run)
     worker = nullptr;
     all = trip::drives(std::move(clips));
     places.clear();
+    // Any channel of a moment finds it.
     for (int d = 0; d < all.size(); ++d)
         for (int c = 0; c < all[d].clips.size(); ++c)
-            places.insert(all[d].clips[c].path, Place{d, c});
+            for (const trip::Channel &channel : all[d].clips[c].channels)
+                places.insert(channel.path, Place{d, c});
     emit finished(false);
 }
 
@@ -133,11 +134,15 @@ void DriveList::refreshClip(const QString &path, const QString &settingsDir)
     const Place at = places.value(path);
     if (!at.valid())
         return;
-    trip::Clip fresh = trip::readClip(path, settingsDir);
-    // Its place in the drive was found once; a new start would reorder it.
-    fresh.start = all[at.drive].clips[at.clip].start;
-    fresh.startFrom = all[at.drive].clips[at.clip].startFrom;
-    all[at.drive].clips[at.clip] = std::move(fresh);
+    trip::Clip &kept = all[at.drive].clips[at.clip];
+    const trip::Clip fresh = trip::readClip(kept.path, settingsDir);
+    // Only the track changes: its place in the drive (and on the camera's
+    // clock) and its channels were found once.
+    kept.source = fresh.source;
+    kept.seconds = fresh.seconds;
+    kept.distanceKm = fresh.distanceKm;
+    kept.maxSpeed = fresh.maxSpeed;
+    kept.points = fresh.points;
 }
 
 DriveList::Nearest DriveList::nearest(int drive, double latitude, double longitude) const

@@ -5,6 +5,7 @@
 #include "embedded/telemetry.h"
 #include "exporters.h"
 #include "jsonwriter.h"
+#include "moments.h"
 #include "trip.h"
 #include "videoinfoparse.h"
 
@@ -197,10 +198,7 @@ bool readDrives(const QStringList &paths, QVector<trip::Drive> &drives)
             return false;
         }
     }
-    QVector<trip::Clip> clips;
-    for (const QString &video : trip::findVideos(paths))
-        clips << trip::readClip(video);
-    drives = trip::drives(std::move(clips));
+    drives = trip::drives(trip::readMoments(trip::findVideos(paths)));
     return true;
 }
 
@@ -216,9 +214,22 @@ void tripJson(const QVector<trip::Drive> &drives, std::ostream &os)
         for (int j = 0; j < d.clips.size(); ++j) {
             const trip::Clip &c = d.clips[j];
             os << (j ? ", " : "") << "{\"path\": " << out::jsonString(c.path)
-               << ", \"start\": " << out::jsonString(isoTime(c.start))
-               << ", \"seconds\": " << c.seconds << ", \"source\": " << out::jsonString(c.source)
-               << "}";
+               << ", \"start\": " << out::jsonString(isoTime(c.start));
+            if (c.utc.isValid())
+                os << ", \"utc\": " << out::jsonString(isoTime(c.utc) + 'Z');
+            os << ", \"seconds\": " << c.seconds << ", \"source\": " << out::jsonString(c.source)
+               << ", \"kind\": " << out::jsonString(c.kind) << ", \"channels\": [";
+            for (int k = 0; k < c.channels.size(); ++k)
+                os << (k ? ", " : "") << "{\"name\": " << out::jsonString(c.channels[k].name)
+                   << ", \"path\": " << out::jsonString(c.channels[k].path) << "}";
+            os << "]";
+            if (!c.eventCopies.isEmpty()) {
+                os << ", \"event_copies\": [";
+                for (int k = 0; k < c.eventCopies.size(); ++k)
+                    os << (k ? ", " : "") << out::jsonString(c.eventCopies[k]);
+                os << "]";
+            }
+            os << "}";
         }
         os << "]}";
     }

@@ -1,6 +1,8 @@
 #include "trip.h"
 
 #include "embedded/container.h"
+#include "linereader.h"
+#include "recording.h"
 #include "videoinfoparse.h"
 
 #include <QDirIterator>
@@ -50,12 +52,17 @@ QDateTime wallClock(const QDate &date, const QTime &time)
     return QDateTime(date, time, Qt::UTC);
 }
 
-// The time of the first valid sample, less the seconds before it.
-QDateTime trackStart(const VideoInfoParse &store)
+// The time of the first dated valid sample, less the seconds before it;
+// `first` is the second of the first valid sample, dated or not.
+QDateTime trackStart(const VideoInfoParse &store, int *first)
 {
     for (auto it = store.videoInfoMap.cbegin(); it != store.videoInfoMap.cend(); ++it) {
         const VideoInfo *s = it.value();
-        if (!s->valid || s->date == QLatin1String("FFFF:FF:FF"))
+        if (!s->valid)
+            continue;
+        if (*first < 0)
+            *first = it.key();
+        if (s->date == QLatin1String("FFFF:FF:FF"))
             continue;
         const QDate date = QDate::fromString(s->date, QStringLiteral("yyyy:MM:dd"));
         const QTime time = QTime::fromString(s->time, QStringLiteral("hh:mm:ss"));
@@ -114,10 +121,35 @@ QDateTime timeFromName(const QString &fileName)
     return QDateTime();
 }
 
+QDateTime rmcDateTime(const QString &path, const QString &time)
+{
+    LineReader text;
+    if (!text.open(path))
+        return QDateTime();
+    const QString hhmmss = QString(time).remove(':');
+    QStringRef line;
+    for (int read = 0; text.next(line) && read < 100000; ++read) {
+        // $GPRMC,hhmmss.sss,A,lat,N,lon,E,speed,course,ddmmyy,…
+        if (line.size() < 7 || line.at(0) != '$' || line.mid(3, 3) != QLatin1String("RMC"))
+            continue;
+        const QVector<QStringRef> f = line.split(',');
+        if (f.size() < 10 || !f[1].startsWith(hhmmss) || f[9].size() != 6)
+            continue;
+        const QDate date(2000 + f[9].mid(4, 2).toInt(), f[9].mid(2, 2).toInt(),
+                         f[9].left(2).toInt());
+        const QTime t = QTime::fromString(time, QStringLiteral("hh:mm:ss"));
+        if (date.isValid() && t.isValid())
+            return wallClock(date, t);
+    }
+    return QDateTime();
+}
+
 Clip readClip(const QString &path, const QString &settingsDir)
 {
     Clip clip;
     clip.path = path;
+    clip.channels = {{QString(), path}};
+    clip.kind = recordingOf(path).kind;
     VideoInfoParse store;
     store.settingsDir = settingsDir;
     int result = store.parseFile(path);
@@ -129,32 +161,52 @@ Clip readClip(const QString &path, const QString &settingsDir)
         clip.seconds = store.count;
         clip.distanceKm = store.totalDistance;
         clip.maxSpeed = store.maxSpeed;
-        clip.start = trackStart(store);
-        if (clip.start.isValid())
+        int first = -1;
+        const QDateTime fix = trackStart(store, &first);
+        // Fixes are on UTC unless the layout says the camera's own clock.
+        const bool local =
+            store.clock == QLatin1String("local") || store.clock == QLatin1String("camera");
+        if (fix.isValid()) {
+            (local ? clip.local : clip.utc) = fix;
             clip.startFrom = QStringLiteral("track");
+        } else if (first >= 0 &&
+                   (clip.source == QLatin1String("nmea") || clip.source == QLatin1String("map"))) {
+            // The store keeps no date for NMEA samples; their RMC lines do.
+            const QString base = path.left(path.lastIndexOf('.'));
+            const QString log = QFileInfo::exists(base + ".TXT") ? base + ".TXT" : base + ".map";
+            const QDateTime at = rmcDateTime(log, store.videoInfoMap.value(first)->time);
+            if (at.isValid()) {
+                clip.utc = at.addSecs(-first);
+                clip.startFrom = QStringLiteral("track");
+            }
+        }
         for (auto it = store.videoInfoMap.cbegin(); it != store.videoInfoMap.cend(); ++it)
             if (it.value()->valid)
                 clip.points.append({it.key(), *it.value()});
     }
-    if (!clip.start.isValid()) {
-        clip.start = timeFromName(path);
-        clip.startFrom = QStringLiteral("name");
+    if (!clip.local.isValid()) {
+        clip.local = timeFromName(path);
+        if (clip.local.isValid() && clip.startFrom.isEmpty())
+            clip.startFrom = QStringLiteral("name");
     }
     // The container is walked again only for what the track did not give.
+    const bool untimed = !clip.local.isValid() && !clip.utc.isValid();
     embedded::Container container;
-    const bool isMp4 = (clip.seconds == 0 || !clip.start.isValid()) && container.open(path);
+    const bool isMp4 = (clip.seconds == 0 || untimed) && container.open(path);
     if (clip.seconds == 0 && isMp4)
         clip.seconds = int(container.duration() + 0.5);
-    if (!clip.start.isValid() && isMp4 && container.creationTime > 0) {
-        clip.start = QDateTime::fromSecsSinceEpoch(container.creationTime, Qt::UTC);
+    if (untimed && isMp4 && container.creationTime > 0) {
+        // Most cameras write their own clock there.
+        clip.local = QDateTime::fromSecsSinceEpoch(container.creationTime, Qt::UTC);
         clip.startFrom = QStringLiteral("container");
     }
-    if (!clip.start.isValid()) {
+    if (!clip.local.isValid() && !clip.utc.isValid()) {
         // The modification time is when the camera closed the file.
         const QDateTime modified = QFileInfo(path).lastModified();
-        clip.start = wallClock(modified.date(), modified.time()).addSecs(-clip.seconds);
+        clip.local = wallClock(modified.date(), modified.time()).addSecs(-clip.seconds);
         clip.startFrom = QStringLiteral("file");
     }
+    clip.start = clip.local.isValid() ? clip.local : clip.utc;
     return clip;
 }
 
@@ -163,12 +215,40 @@ QVector<Drive> drives(QVector<Clip> clips, int gapSeconds)
     std::stable_sort(clips.begin(), clips.end(), [](const Clip &a, const Clip &b) {
         return a.start != b.start ? a.start < b.start : a.path < b.path;
     });
-    QVector<Drive> out;
-    for (Clip &c : clips) {
-        if (out.isEmpty() || out.last().end().secsTo(c.start) > gapSeconds)
-            out.append(Drive{});
-        out.last().clips.append(std::move(c));
+    // An event recording that repeats minutes of a normal one is shown on it.
+    QVector<bool> repeated(clips.size(), false);
+    for (int e = 0; e < clips.size(); ++e) {
+        if (clips[e].kind != QLatin1String("event"))
+            continue;
+        for (int n = 0; n < clips.size(); ++n) {
+            const Clip &host = clips[n];
+            if (n == e || host.kind != QLatin1String("normal") || host.seconds <= 0)
+                continue;
+            if (host.start.secsTo(clips[e].start) >= -1 &&
+                clips[e].end().secsTo(host.end()) >= -1) {
+                for (const Channel &ch : clips[e].channels)
+                    clips[n].eventCopies << ch.path;
+                repeated[e] = true;
+                break;
+            }
+        }
     }
+    QVector<Drive> out;
+    int driving = -1;
+    int parked = -1;
+    for (int i = 0; i < clips.size(); ++i) {
+        if (repeated[i])
+            continue;
+        Clip &c = clips[i];
+        int &open = c.kind == QLatin1String("parking") ? parked : driving;
+        if (open < 0 || out[open].end().secsTo(c.start) > gapSeconds) {
+            open = out.size();
+            out.append(Drive{});
+        }
+        out[open].clips.append(std::move(c));
+    }
+    std::stable_sort(out.begin(), out.end(),
+                     [](const Drive &a, const Drive &b) { return a.start() < b.start(); });
     return out;
 }
 
