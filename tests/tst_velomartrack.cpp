@@ -235,12 +235,19 @@ private slots:
                     ++points;
                 } else if (gpx.name() == QLatin1String("time")) {
                     times << gpx.readElementText();
+                } else if (gpx.name() == QLatin1String("speed")) {
+                    // Knots converted: no more decimals than the metre an hour.
+                    const QString speed = gpx.readElementText();
+                    QVERIFY2(speed.indexOf('.') < 0 || speed.size() - speed.indexOf('.') <= 4,
+                             qPrintable(speed));
+                    QVERIFY(std::abs(speed.toDouble() - drive[points - 1].speedKmh) < 0.01);
                 }
             }
         }
         QVERIFY2(!gpx.hasError(), qPrintable(gpx.errorString()));
         QCOMPARE(points, 10);
-        QCOMPARE(times.first(), "2017-06-15T" + trackgen::hhmmss(drive[0].secondOfDay, ":"));
+        // UTC, said so.
+        QCOMPARE(times.first(), "2017-06-15T" + trackgen::hhmmss(drive[0].secondOfDay, ":") + 'Z');
 
         // GeoJSON.
         r = run({"export", s.path("clip.MP4"), "--format", "geojson"});

@@ -2,6 +2,8 @@
 
 #include "jsonwriter.h"
 
+#include <cmath>
+
 namespace exporters {
 namespace {
 
@@ -21,6 +23,13 @@ QString isoTime(const VideoInfo &s)
 {
     const QString date = isoDate(s);
     return date.isEmpty() ? date : date + 'T' + s.time;
+}
+
+// Speeds to the metre an hour: the sources hold no finer ones, and 17 digits
+// of a converted knot value only look precise.
+std::string speed(double kmh)
+{
+    return number(std::round(kmh * 1000.0) / 1000.0);
 }
 
 QVector<Segment> withPoints(const QVector<Segment> &segments)
@@ -51,7 +60,7 @@ void csvRow(const Point &p, std::ostream &os)
 {
     const VideoInfo &s = *p.sample;
     os << p.second << ',' << isoDate(s).toStdString() << ',' << s.time.toStdString() << ','
-       << number(s.signedLatitude()) << ',' << number(s.signedLongitude()) << ',' << number(s.speed)
+       << number(s.signedLatitude()) << ',' << number(s.signedLongitude()) << ',' << speed(s.speed)
        << '\n';
 }
 
@@ -90,10 +99,10 @@ void gpxPoint(const Point &p, std::ostream &os)
        << number(s.signedLongitude()) << "\">";
     const QString time = isoTime(s);
     if (!time.isEmpty())
-        os << "<time>" << out::xmlText(time) << "</time>";
+        os << "<time>" << out::xmlText(time) << "Z</time>"; // GPX times are UTC
     // GPX 1.1 has no speed; the clock time stays even without a date.
     os << "<extensions><vm:second>" << p.second << "</vm:second><vm:time>" << out::xmlText(s.time)
-       << "</vm:time><vm:speed unit=\"km/h\">" << number(s.speed)
+       << "</vm:time><vm:speed unit=\"km/h\">" << speed(s.speed)
        << "</vm:speed></extensions></trkpt>\n";
 }
 
@@ -156,7 +165,7 @@ void geoJsonFeature(const QString &name, const QVector<Point> &points, bool lone
     os << ",\"times\":";
     jsonArray(os, points, [&os](const VideoInfo &s, int) { os << out::jsonString(s.time); });
     os << ",\"speed_kmh\":";
-    jsonArray(os, points, [&os](const VideoInfo &s, int) { os << number(s.speed); });
+    jsonArray(os, points, [&os](const VideoInfo &s, int) { os << speed(s.speed); });
     os << "}}";
 }
 
@@ -208,7 +217,7 @@ void writeKml(const QString &title, const QVector<Point> &points, std::ostream &
         if (!time.isEmpty())
             os << "<TimeStamp><when>" << out::xmlText(time) << "</when></TimeStamp>";
         os << "<ExtendedData><Data name=\"second\"><value>" << p.second
-           << "</value></Data><Data name=\"speed_kmh\"><value>" << number(s.speed)
+           << "</value></Data><Data name=\"speed_kmh\"><value>" << speed(s.speed)
            << "</value></Data></ExtendedData><Point><coordinates>";
         kmlCoordinates(s, os);
         os << "</coordinates></Point></Placemark>\n";
