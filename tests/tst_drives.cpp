@@ -2,13 +2,16 @@
 // header each, played one clip after another with no reset in between, the
 // drive's line beside the dashboard, and the map leading the video.
 
+#include "config.h"
 #include "desktopurls.h"
 #include "drivelist.h"
 #include "mainwindow.h"
 #include "media.h"
 #include "trackgen.h"
+#include "videosettings.h"
 #include "windowfixture.h"
 
+#include <QCheckBox>
 #include <QFileDialog>
 #include <QLCDNumber>
 #include <QLabel>
@@ -414,6 +417,40 @@ private slots:
         QCOMPARE(rows.size() - 1, 12);
         for (const QByteArray &row : rows.mid(1))
             QVERIFY2(row.contains(",40.00") || row.contains(",39.99"), row.constData());
+        player->stop();
+        QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying() && !player->isPaused(), 10000);
+    }
+    // "Apply to the whole drive" sets the offset of every clip of the drive
+    // that plays, and of no other.
+    void offsetForTheWholeDrive()
+    {
+        MainWindow window;
+        playTheFolder(window);
+        if (QTest::currentTestFailed())
+            return;
+        media::AVPlayer *player = windowfixture::player(&window);
+        player->pause(true);
+        auto setOffset = [&](int value) {
+            answer({});
+            QTimer::singleShot(500, this, [value] {
+                QWidget *dialog = QApplication::activeModalWidget();
+                dialog->findChild<QSpinBox *>("offsetSeconds")->setValue(value);
+                dialog->findChild<QCheckBox *>("offsetWholeDrive")->setChecked(true);
+                static_cast<QDialog *>(dialog)->accept();
+            });
+            window.findChild<QAction *>("actionTimeOffset")->trigger();
+        };
+        setOffset(3);
+        QTRY_COMPARE(offsetLabel(&window)->text(), QString("+3 s"));
+        const VideoSettings settings(Config::getCustomerDir() + "/videos");
+        QCOMPARE(settings.offset(clips[2].path), 3);
+        QCOMPARE(settings.offset(clips[0].path), 3);
+        QCOMPARE(settings.offset(clips[3].path), 3);
+        QCOMPARE(settings.offset(clips[1].path), 0); // the other drive
+        setOffset(0);
+        QTRY_VERIFY(offsetLabel(&window)->isHidden());
+        for (int i : {0, 2, 3})
+            QCOMPARE(settings.offset(clips[i].path), 0);
         player->stop();
         QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying() && !player->isPaused(), 10000);
     }

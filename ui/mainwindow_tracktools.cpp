@@ -163,7 +163,8 @@ void MainWindow::editOffset()
     const DriveList::Place at = driveList->place(video);
     auto *wholeDrive = new QCheckBox(language->get("TXT_OFFSET_DRIVE"), &dialog);
     wholeDrive->setObjectName("offsetWholeDrive");
-    wholeDrive->setVisible(at.valid() && driveList->drives()[at.drive].clips.size() > 1);
+    const bool driveOffered = at.valid() && driveList->drives()[at.drive].clips.size() > 1;
+    wholeDrive->setVisible(driveOffered);
     layout->addWidget(wholeDrive);
     auto *buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &dialog);
     connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
@@ -173,7 +174,9 @@ void MainWindow::editOffset()
         return;
     const int before = videoSettings->offset(video);
     QStringList videos{video};
-    if (wholeDrive->isVisible() && wholeDrive->isChecked()) {
+    // (Asked of the offer, not of the box: a closed dialog's boxes are all
+    // hidden.)
+    if (driveOffered && wholeDrive->isChecked()) {
         videos.clear();
         for (const trip::Clip &c : driveList->drives()[at.drive].clips)
             videos << c.path;
