@@ -65,15 +65,77 @@ AVPlayer::~AVPlayer()
 
 void AVPlayer::play(const QString &file)
 {
+    play(file, ChannelSet{{file}, 0, channelSet.layout});
+}
+
+namespace {
+
+// A value in a per-file option list, whatever characters it holds.
+QByteArray escaped(const QString &value)
+{
+    const QByteArray bytes = value.toUtf8();
+    return '%' + QByteArray::number(bytes.size()) + '%' + bytes;
+}
+
+} // namespace
+
+void AVPlayer::play(const QString &file, const ChannelSet &channels)
+{
     if (!mpv) {
         emit error(AVError(AVError::OpenError, QStringLiteral("media: no mpv core")));
         emit stopped(); // as for any file that cannot be played
         return;
     }
     path = file;
+    channelSet = channels;
+    loadedChannel = std::max(0, int(channels.files.indexOf(file)));
+    // Options of this file alone: the next one starts without them.
+    QByteArrayList options;
+    for (const QString &other : channels.externalFiles(loadedChannel))
+        options << mpv::optExternalFile + QByteArray("=") + escaped(other);
+    const QString graph = channels.graph(loadedChannel);
+    if (!graph.isEmpty())
+        options << mpv::optLavfiComplex + QByteArray("=") + escaped(graph);
     core::setFlag(mpv, mpv::optPause, false);
     requests.push_back({++lastCommand});
-    core::commandAsync(mpv, {mpv::cmdLoadFile, file.toUtf8(), "replace"}, lastCommand);
+    core::commandAsync(mpv, {mpv::cmdLoadFile, file.toUtf8(), "replace", options.join(',')},
+                       lastCommand);
+}
+
+void AVPlayer::setMainChannel(int channel)
+{
+    if (channel < 0 || channel >= channelSet.files.size() || channelSet.files[channel].isEmpty() ||
+        channel == channelSet.main)
+        return;
+    channelSet.main = channel;
+    applyGraph();
+}
+
+void AVPlayer::setChannelLayout(ChannelLayout layout)
+{
+    if (layout == channelSet.layout)
+        return;
+    channelSet.layout = layout;
+    applyGraph();
+}
+
+int AVPlayer::channelAt(QPoint pos, QSize area) const
+{
+    double w = 0.0, h = 0.0;
+    if (!mpv || !hasStarted || !core::getDouble(mpv, mpv::propPictureWidth, w) ||
+        !core::getDouble(mpv, mpv::propPictureHeight, h) || w <= 0 || h <= 0 || area.isEmpty())
+        return -1;
+    const double scale = std::min(area.width() / w, area.height() / h);
+    const double left = (area.width() - w * scale) / 2;
+    const double top = (area.height() - h * scale) / 2;
+    return channelSet.channelAt(
+        QPointF((pos.x() - left) / (w * scale), (pos.y() - top) / (h * scale)));
+}
+
+void AVPlayer::applyGraph()
+{
+    if (mpv && entry >= 0 && channelSet.several())
+        core::setString(mpv, mpv::propLavfiComplex, channelSet.graph(loadedChannel));
 }
 
 void AVPlayer::pause(bool p)

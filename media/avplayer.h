@@ -1,9 +1,12 @@
 #pragma once
 
 #include "averror.h"
+#include "channelgraph.h"
 
 #include <QObject>
+#include <QPoint>
 #include <QPointer>
+#include <QSize>
 #include <QString>
 #include <deque>
 
@@ -31,6 +34,16 @@ public:
     ~AVPlayer() override;
 
     void play(const QString &path);
+    // A moment of several cameras: `path` is one of channels.files; all
+    // play in one picture on one clock.
+    void play(const QString &path, const ChannelSet &channels);
+    // While playing: another channel large, another layout (no reload).
+    void setMainChannel(int channel);
+    void setChannelLayout(ChannelLayout layout);
+    const ChannelSet &channels() const { return channelSet; }
+    // The channel shown at `pos` of a video area of `area` pixels (the
+    // picture kept to its shape in the middle of it); -1 for none.
+    int channelAt(QPoint pos, QSize area) const;
     void pause(bool paused);
     bool isPaused() const;
     bool isPlaying() const; // playing and not paused
@@ -81,7 +94,11 @@ private:
     AudioOutput *audioOutput;
     VideoCapture *capture;
 
+    void applyGraph();
+
     QString path;
+    ChannelSet channelSet;
+    int loadedChannel = 0;
     qint64 entry = -1;   // the playlist entry being played, -1 when none
     bool loaded = false; // the entry's file is open
     bool hasStarted = false;

@@ -21,6 +21,10 @@ inline constexpr const char *optAid = "aid";        // "no" closes the audio out
 inline constexpr const char *optAudioChannels = "audio-channels";
 inline constexpr const char *optAf = "af"; // audio filters (channel routing)
 inline constexpr const char *optPause = "pause";
+// Per-file options of loadfile: the other cameras' files of a moment, and
+// the filter graph that composes them with the loaded one.
+inline constexpr const char *optExternalFile = "external-file"; // appends one file
+inline constexpr const char *optLavfiComplex = "lavfi-complex"; // "[vid1]…[vo]"
 
 // Properties read or observed.
 inline constexpr const char *propTimePos = "time-pos";     // seconds, double
@@ -31,9 +35,12 @@ inline constexpr const char *propCurrentAo = "current-ao"; // unavailable withou
 inline constexpr const char *propAudioTrack = "current-tracks/audio/id";
 inline constexpr const char *propDecoderDrops = "frame-drop-count";   // frames the decoder skipped
 inline constexpr const char *propOutputDrops = "vo-drop-frame-count"; // frames never shown
+inline constexpr const char *propPictureWidth = "video-out-params/dw"; // after the filters
+inline constexpr const char *propPictureHeight = "video-out-params/dh";
+inline constexpr const char *propLavfiComplex = "lavfi-complex"; // set while playing: new layout
 
 // Commands.
-inline constexpr const char *cmdLoadFile = "loadfile"; // path, "replace"
+inline constexpr const char *cmdLoadFile = "loadfile"; // path, "replace"[, per-file options]
 inline constexpr const char *cmdStop = "stop";
 inline constexpr const char *cmdSeek = "seek";                    // seconds, "absolute+exact"
 inline constexpr const char *cmdScreenshotRaw = "screenshot-raw"; // "video": the decoded frame

@@ -5,6 +5,7 @@
 #include <QDebug>
 #include <QExposeEvent>
 #include <QGuiApplication>
+#include <QMouseEvent>
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
 #include <QScreen>
@@ -30,6 +31,11 @@ protected:
     {
         if (output)
             output->redraw();
+    }
+    void mousePressEvent(QMouseEvent *event) override
+    {
+        if (output && event->button() == Qt::LeftButton)
+            emit output->pressed(event->pos(), size());
     }
 
 private:

@@ -34,6 +34,10 @@ public:
     // The picture on screen now, read back from the display.
     QImage grabShown() const;
 
+signals:
+    // A press on the picture, at `pos` of an area of `size` pixels.
+    void pressed(QPoint pos, QSize size);
+
 private slots:
     void renderFrame();
 

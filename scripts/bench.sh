@@ -22,6 +22,9 @@ on_display() {
 # Media: one long run each, against mpv's own player.
 echo "== bench_media"
 on_display build-bench/bin/bench_media "$@"
+# Cameras of a moment together: sync, seeks, CPU against mpv's front alone.
+echo "== bench_channels"
+on_display build-bench/bin/bench_channels "$@"
 # The window: Play to first frame against ffmpeg alone; memory over 20 clips.
 echo "== bench_window"
 on_display build-bench/bin/bench_window "$@"

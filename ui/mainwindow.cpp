@@ -6,6 +6,7 @@
 #include "aboutdialog.h"
 #include "avplayer.h"
 #include "browserpage.h"
+#include "cameras.h"
 #include "config.h"
 #include "languageparse.h"
 #include "loadingdialog.h"
@@ -70,6 +71,8 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
 
     videoInfoParse = new VideoInfoParse;
     setUpTrackTools(); // before any parse: the store reads the per-video settings
+    cameras = new Cameras(player, driveMenu, this);
+    connect(cameras, &Cameras::layoutChosen, this, [this] { saveParam(); });
     loadingDialog = new LoadingDialog;
     parseTimer = new QTimer;
     connect(parseTimer, SIGNAL(timeout()), this, SLOT(videoInfoParseEnd()));
@@ -107,6 +110,7 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
         return;
     }
     player->setRenderer(videoOutput);
+    connect(videoOutput, &media::VideoOutput::pressed, cameras, &Cameras::pressedAt);
     stackedLayout->addWidget(videoOutput->widget());
     stackedLayout->addWidget(logoWidget);
     stackedLayout->setCurrentIndex(1);

@@ -7,6 +7,7 @@
 #include <memory>
 
 class BrowserPage;
+class Cameras;
 class DriveList;
 class QAction;
 class QLabel;
@@ -241,6 +242,7 @@ private:
     void applyTrackSettings(int offsetChange); // read the open video's track again, keep playing
     void showOffset();
     std::unique_ptr<VideoSettings> videoSettings;
+    Cameras *cameras = nullptr; // the channels of a moment, and their layout
     QLabel *offsetLabel = nullptr;
     QAction *actionImport = nullptr;
     QAction *actionExport = nullptr;

@@ -3,6 +3,7 @@
 
 #include "audiooutput.h"
 #include "avplayer.h"
+#include "cameras.h"
 #include "config.h"
 #include "drivelist.h"
 #include "languageparse.h"
@@ -180,7 +181,11 @@ void MainWindow::videoInfoParseEnd()
     // The file that was parsed, whatever the selection shows by now.
     ui->btnPlay->setText(language->get("TXT_BTN_PAUSE"));
     opening = Opening::Starting;
-    player->play(openingPath);
+    // With the other cameras of its moment, where a drive has them.
+    const DriveList::Place at = driveList->place(openingPath);
+    player->play(openingPath,
+                 cameras->channelsFor(at.valid() ? &driveList->drives()[at.drive] : nullptr,
+                                      driveList->clip(openingPath), openingPath));
 }
 
 void MainWindow::on_btnStop_clicked()

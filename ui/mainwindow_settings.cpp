@@ -1,6 +1,7 @@
 // MainWindow: the settings file and the interface language.
 
 #include "avplayer.h"
+#include "cameras.h"
 #include "config.h"
 #include "languageparse.h"
 #include "mainwindow.h"
@@ -45,6 +46,8 @@ void MainWindow::loadParam()
                 map = o.value("map").toInt(0);
             if (o.contains("media_dir"))
                 mediaDir = o.value("media_dir").toString();
+            if (o.contains("channel_layout"))
+                cameras->setLayout(Cameras::layoutOf(o.value("channel_layout").toString()));
         }
     }
     if (lang.isEmpty())
@@ -66,6 +69,7 @@ void MainWindow::saveParam()
     o.insert("speed_unit", ui->cmbSpeedUnit->currentIndex());
     o.insert("map", ui->cmbMapType->currentIndex());
     o.insert("media_dir", mediaDir);
+    o.insert("channel_layout", Cameras::layoutKey(cameras->layout()));
     // Written aside and renamed: a crash mid-write never leaves half a file.
     QSaveFile file(settingsPath());
     if (!file.open(QIODevice::WriteOnly | QIODevice::Text))
@@ -110,6 +114,7 @@ void MainWindow::setUp_Language(QString lang)
     ui->cmbLanguage->setCurrentText(language->get(language->languageList.value(resolved)));
     retranslateDriveTexts();
     retranslateTrackTools();
+    cameras->retranslate(language);
 }
 
 void MainWindow::on_cmbLanguage_currentIndexChanged(int index)

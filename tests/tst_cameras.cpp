@@ -1,0 +1,162 @@
+// A two-camera card in the real window: each moment plays its front and
+// rear together in one picture, a click on the small picture makes it the
+// large one (by real X input), the layout is a menu choice kept in the
+// settings, and a moment without its rear shows a plain placeholder.
+
+#include "avplayer.h"
+#include "config.h"
+#include "desktopurls.h"
+#include "mainwindow.h"
+#include "trackgen.h"
+#include "videocapture.h"
+#include "videooutput.h"
+#include "windowfixture.h"
+
+#include <QAction>
+#include <QListWidget>
+#include <QProcess>
+#include <QTemporaryDir>
+
+using windowfixture::child;
+
+namespace {
+
+// A clip of one colour, as a camera of its own.
+bool colourClip(const QString &path, const char *colour, int seconds)
+{
+    QProcess ffmpeg;
+    ffmpeg.start(trackgen::ffmpegPath(),
+                 {"-loglevel", "error", "-y", "-f", "lavfi", "-i",
+                  QStringLiteral("color=c=%1:s=640x360:r=30").arg(colour), "-t",
+                  QString::number(seconds), "-c:v", "libx264", "-pix_fmt", "yuv420p", path});
+    return ffmpeg.waitForFinished(60000) && ffmpeg.exitCode() == 0;
+}
+
+// Which of the test's colours a pixel is.
+QString colourAt(const QImage &image, QPointF fraction)
+{
+    const QColor c =
+        image.pixelColor(int(fraction.x() * image.width()), int(fraction.y() * image.height()));
+    if (c.blue() > 150 && c.red() < 80 && c.green() < 80)
+        return "blue";
+    if (c.red() > 150 && c.blue() < 80 && c.green() < 80)
+        return "red";
+    if (qAbs(c.red() - 0x30) < 16 && qAbs(c.green() - 0x30) < 16 && qAbs(c.blue() - 0x30) < 16)
+        return "placeholder";
+    return c.name();
+}
+
+} // namespace
+
+class CamerasTest : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir card;
+    DesktopUrls desktop; // no browser copy of the map
+    QString front1, rear1, front2;
+
+    static QImage picture(MainWindow &window)
+    {
+        return windowfixture::player(&window)->videoCapture()->grab();
+    }
+    // Waits until the picture shows `colour` at that point.
+    static bool shows(MainWindow &window, QPointF at, const QString &colour)
+    {
+        return QTest::qWaitFor(
+            [&] {
+                const QImage image = picture(window);
+                return !image.isNull() && colourAt(image, at) == colour;
+            },
+            10000);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(card.isValid());
+        const QString movie = card.filePath("DCIM/Movie");
+        QVERIFY(QDir().mkpath(movie));
+        front1 = movie + "/2024_0514_140000_0001F.MP4";
+        rear1 = movie + "/2024_0514_140000_0001R.MP4";
+        front2 = movie + "/2024_0514_140006_0002F.MP4";
+        QVERIFY(colourClip(front1, "blue", 6));
+        QVERIFY(colourClip(rear1, "red", 6));
+        QVERIFY(colourClip(front2, "blue", 4));
+    }
+
+    void momentsPlayTheirCamerasTogether()
+    {
+        MainWindow window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        media::AVPlayer *player = windowfixture::player(&window);
+        auto *list = child<QListWidget>(&window, "listVideo");
+        windowfixture::drop(&window, {card.path()});
+        // One drive of two moments: the rear is no entry of its own.
+        QTRY_COMPARE_WITH_TIMEOUT(list->count(), 3, 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(player->isPlaying() && player->file() == front1, 20000);
+        player->pause(true);
+        QCOMPARE(player->channels().files, QStringList({front1, rear1}));
+        QCOMPARE(player->channels().main, 0);
+
+        // The front large, the rear small at the top right.
+        const QRectF small = player->channels().rect(1);
+        QVERIFY(shows(window, small.center(), "red"));
+        QVERIFY(shows(window, QPointF(0.3, 0.7), "blue"));
+
+        // A click on the small picture, as a person makes it.
+        QWidget *video = window.findChild<media::VideoOutput *>()->widget();
+        QVERIFY(video);
+        const QSize area = video->size();
+        const QImage shown = picture(window);
+        const double scale =
+            std::min(double(area.width()) / shown.width(), double(area.height()) / shown.height());
+        const QPoint inPicture(int((area.width() - shown.width() * scale) / 2 +
+                                   small.center().x() * shown.width() * scale),
+                               int((area.height() - shown.height() * scale) / 2 +
+                                   small.center().y() * shown.height() * scale));
+        const QPoint global = video->mapToGlobal(inPicture);
+        QProcess xdotool;
+        xdotool.start("xdotool", {"mousemove", QString::number(global.x()),
+                                  QString::number(global.y()), "click", "1"});
+        QVERIFY(xdotool.waitForFinished(10000));
+        QTRY_COMPARE_WITH_TIMEOUT(player->channels().main, 1, 5000);
+        QVERIFY(shows(window, QPointF(0.3, 0.7), "red"));
+        QVERIFY(shows(window, small.center(), "blue"));
+        QCOMPARE(player->file(), front1); // one clock: the front file still leads
+
+        // Side by side, from the menu, kept in the settings.
+        window.findChild<QAction *>("actionSideBySide")->trigger();
+        QVERIFY(shows(window, QPointF(0.25, 0.5), "red"));
+        QVERIFY(shows(window, QPointF(0.75, 0.5), "blue"));
+        QVERIFY(trackgen::readText(MainWindow::settingsPath()).contains("\"side_by_side\""));
+
+        // The next moment has no rear: a placeholder keeps its place, and
+        // the front plays large.
+        player->seek(5500);
+        player->pause(false);
+        QTRY_VERIFY_WITH_TIMEOUT(player->isPlaying() && player->file() == front2, 20000);
+        player->pause(true);
+        QCOMPARE(player->channels().files, QStringList({front2, QString()}));
+        QCOMPARE(player->channels().main, 0);
+        QVERIFY(shows(window, QPointF(0.25, 0.5), "blue"));
+        QVERIFY(shows(window, QPointF(0.75, 0.5), "placeholder"));
+        player->stop();
+        QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying() && !player->isPaused(), 10000);
+    }
+
+    // The layout chosen is the one the next start uses.
+    void layoutKeptAcrossARestart()
+    {
+        MainWindow window;
+        QVERIFY(window.findChild<QAction *>("actionSideBySide")->isChecked());
+        QCOMPARE(windowfixture::player(&window)->channels().layout,
+                 media::ChannelLayout::SideBySide);
+        window.findChild<QAction *>("actionGrid")->trigger();
+        QVERIFY(trackgen::readText(MainWindow::settingsPath()).contains("\"grid\""));
+    }
+};
+
+VELOMAR_WINDOW_TEST_MAIN(CamerasTest)
+#include "tst_cameras.moc"
