@@ -89,6 +89,7 @@ void AVPlayer::play(const QString &file, const ChannelSet &channels)
     path = file;
     channelSet = channels;
     loadedChannel = std::max(0, int(channels.files.indexOf(file)));
+    capture->setMainArea(channels.rect(channels.main));
     // Options of this file alone: the next one starts without them.
     QByteArrayList options;
     for (const QString &other : channels.externalFiles(loadedChannel))
@@ -134,6 +135,7 @@ int AVPlayer::channelAt(QPoint pos, QSize area) const
 
 void AVPlayer::applyGraph()
 {
+    capture->setMainArea(channelSet.rect(channelSet.main));
     if (mpv && entry >= 0 && channelSet.several())
         core::setString(mpv, mpv::propLavfiComplex, channelSet.graph(loadedChannel));
 }

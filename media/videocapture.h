@@ -2,6 +2,7 @@
 
 #include <QImage>
 #include <QObject>
+#include <QRectF>
 #include <QString>
 
 struct mpv_handle;
@@ -41,6 +42,9 @@ signals:
 private:
     friend class AVPlayer;
     void attach(mpv_handle *core) { mpv = core; }
+    // The main camera's part of the picture, as fractions of it.
+    void setMainArea(const QRectF &area) { mainArea = area; }
+    QRectF mainArea{0, 0, 1, 1};
 
     mpv_handle *mpv = nullptr;
     QString dir;

@@ -15,6 +15,7 @@
 #include <QAction>
 #include <QListWidget>
 #include <QProcess>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 
 using windowfixture::child;
@@ -131,6 +132,15 @@ private slots:
         QVERIFY(shows(window, QPointF(0.25, 0.5), "red"));
         QVERIFY(shows(window, QPointF(0.75, 0.5), "blue"));
         QVERIFY(trackgen::readText(MainWindow::settingsPath()).contains("\"side_by_side\""));
+        // A snapshot is the large camera's picture alone.
+        QSignalSpy captured(player->videoCapture(), &media::VideoCapture::imageCaptured);
+        player->videoCapture()->setCaptureDir(card.path());
+        player->videoCapture()->capture();
+        QCOMPARE(captured.count(), 1);
+        const QImage snapshot = captured.first().first().value<QImage>();
+        QCOMPARE(snapshot.size(), QSize(640, 360));
+        for (QPointF at : {QPointF(0.05, 0.05), QPointF(0.5, 0.5), QPointF(0.95, 0.95)})
+            QCOMPARE(colourAt(snapshot, at), QString("red"));
 
         // The next moment has no rear: a placeholder keeps its place, and
         // the front plays large.

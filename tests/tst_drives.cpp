@@ -417,6 +417,37 @@ private slots:
         QCOMPARE(rows.size() - 1, 12);
         for (const QByteArray &row : rows.mid(1))
             QVERIFY2(row.contains(",40.00") || row.contains(",39.99"), row.constData());
+
+        // The menu says which track is shown, and takes the import away.
+        auto *menu = window.findChild<QAction *>("actionTimeOffset")->parentWidget();
+        QMetaObject::invokeMethod(menu, "aboutToShow");
+        auto *source = window.findChild<QAction *>("actionTrackSource");
+        QCOMPARE(source->text(), QString("Track: imported from phone.gpx"));
+        auto *remove = window.findChild<QAction *>("actionRemoveImportedTrack");
+        QVERIFY(remove->isEnabled());
+        remove->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(std::abs(child<QLCDNumber>(&window, "txtWeidu")->value() -
+                                          clips[2].fixes[0].latitude) < 0.01,
+                                 10000);
+        QCOMPARE(source->text(), QString("Track: C_20230514_120000.TXT"));
+        QVERIFY(!remove->isEnabled());
+
+        // A track of another day covers no second of the drive: refused,
+        // with both time ranges, and nothing kept.
+        const QString late = folder.filePath("late.gpx");
+        QVERIFY(trackgen::writeText(late, QString(gpx).replace("2023-05-14", "2023-05-15") +
+                                              "</trkseg></trk></gpx>\n"));
+        answer({"Whole drive", late});
+        window.findChild<QAction *>("actionImportTrack")->trigger();
+        QTRY_COMPARE_WITH_TIMEOUT(unexpected.size(), 1, 10000);
+        QVERIFY2(unexpected.first().contains("(2023-05-15 12:00:00 to 2023-05-15 12:00:19 UTC) "
+                                             "covers no second of the video (2023-05-14 12:00:00"),
+                 qPrintable(unexpected.first()));
+        unexpected.clear();
+        const VideoSettings settings(Config::getCustomerDir() + "/videos");
+        QVERIFY(!settings.hasImportedTrack(clips[2].path));
+        QCOMPARE(QFileInfo(settings.importedTrackOrigin(clips[0].path)).fileName(),
+                 QString("phone.gpx"));
         player->stop();
         QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying() && !player->isPaused(), 10000);
     }

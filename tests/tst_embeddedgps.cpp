@@ -81,6 +81,7 @@ private slots:
     void djiFlightRecordsBesideTheVideo_data();
     void djiFlightRecordsBesideTheVideo();
     void novatekBlocksInASecondMdat();
+    void goProGps9TimesOverGpsu();
 
 private:
     QString make(const QString &name, const embedgen::Options &options);
@@ -731,6 +732,21 @@ void TestEmbeddedGps::novatekBlocksInASecondMdat()
     QCOMPARE(store.parseFile(video), 0);
     QCOMPARE(store.source, QString("novatek"));
     checkAgainstDrive(store, "novatek");
+}
+
+// A HERO11 writes GPS9 beside GPS5, whose GPSU stamp runs about 1.4 s after
+// its fixes: the fixes and times are GPS9's own.
+void TestEmbeddedGps::goProGps9TimesOverGpsu()
+{
+    embedgen::Options o;
+    o.layout = "gpmf9";
+    o.gps5Beside = true;
+    const QString video = make("hero11", o);
+    QVERIFY(!video.isEmpty());
+    VideoInfoParse store;
+    QCOMPARE(store.parseFile(video), 0);
+    QCOMPARE(store.source, QString("gpmf"));
+    checkAgainstDrive(store, "gpmf9");
 }
 
 QTEST_GUILESS_MAIN(TestEmbeddedGps)

@@ -526,7 +526,10 @@ private slots:
                    "\n"
             << "no date";
         QTest::newRow("a year before the clip")
-            << phoneGpx(-5, 19, recorded.addYears(-1)) << "no two points within a day";
+            << phoneGpx(-5, 19, recorded.addYears(-1)) << "covers no second of the video";
+        // Near enough for an offset to reach, but nothing would show it.
+        QTest::newRow("an hour after the clip")
+            << phoneGpx(-5, 19, recorded.addSecs(3600)) << "covers no second of the video";
     }
 
     void importRefused()
@@ -546,6 +549,30 @@ private slots:
         QVERIFY(!s.importTrack(clip, file, &error));
         QVERIFY2(error.contains(message), qPrintable(error));
         QVERIFY(!s.hasImportedTrack(clip));
+    }
+
+    // The refusal says both time ranges, and keeps nothing.
+    void importOutsideTheClipSaysBothRanges()
+    {
+        const QString folder = scratch.filePath("card/outside");
+        QVERIFY(QDir().mkpath(folder));
+        const QString clip = folder + "/clip.MP4";
+        QVERIFY(trackgen::makeClipRecordedAt(clip, 4, recorded));
+        const QString gpx = scratch.filePath("phone/outside.gpx");
+        QVERIFY(trackgen::writeText(gpx, phoneGpx(0, 9, recorded.addSecs(7200))));
+        VideoSettings s(settings);
+        QString error;
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("covers no second"));
+        QVERIFY(!s.importTrack(clip, gpx, &error));
+        const QString utc = "yyyy-MM-dd hh:mm:ss";
+        const QDateTime start = recorded.toUTC();
+        QCOMPARE(error, QStringLiteral("the track (%1 to %2 UTC) covers no second of the video "
+                                       "(%3 to %4 UTC)")
+                            .arg(start.addMSecs(7200500).toString(utc),
+                                 start.addMSecs(7209500).toString(utc), start.toString(utc),
+                                 start.addSecs(4).toString(utc)));
+        QVERIFY(!s.hasImportedTrack(clip));
+        QVERIFY(!QFileInfo::exists(settings + '/' + s.key(clip) + ".json"));
     }
 
     void importNeedsARecordingTime()

@@ -122,6 +122,7 @@ public slots:
     void stepOffset(int delta); // keys [ and ]
     void importTrack();         // the menu's "Import track…"
     void exportTrack();         // the menu's "Export track…"
+    void removeImportedTrack(); // the menu's "Remove imported track"
 
 protected:
     void changeEvent(QEvent *event) override;
@@ -247,4 +248,8 @@ private:
     QAction *actionImport = nullptr;
     QAction *actionExport = nullptr;
     QAction *actionOffset = nullptr;
+    QAction *actionTrackSource = nullptr;  // which track is shown: a line of the menu
+    QAction *actionRemoveImport = nullptr; // "Remove imported track"
+    QString trackSourceText() const;
+    void updateTrackSource(); // the two above, for the video open
 };

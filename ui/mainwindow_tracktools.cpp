@@ -41,6 +41,13 @@ void MainWindow::setUpTrackTools()
     actionExport->setObjectName("actionExportTrack");
     actionOffset = driveMenu->addAction(QString(), this, &MainWindow::editOffset);
     actionOffset->setObjectName("actionTimeOffset");
+    actionRemoveImport = driveMenu->addAction(QString(), this, &MainWindow::removeImportedTrack);
+    actionRemoveImport->setObjectName("actionRemoveImportedTrack");
+    driveMenu->addSeparator();
+    actionTrackSource = driveMenu->addAction(QString());
+    actionTrackSource->setObjectName("actionTrackSource");
+    actionTrackSource->setEnabled(false); // a line to read, not to choose
+    connect(driveMenu, &QMenu::aboutToShow, this, &MainWindow::updateTrackSource);
     connect(new QShortcut(QKeySequence(Qt::Key_BracketLeft), this), &QShortcut::activated, this,
             [this] { stepOffset(-1); });
     connect(new QShortcut(QKeySequence(Qt::Key_BracketRight), this), &QShortcut::activated, this,
@@ -59,6 +66,48 @@ void MainWindow::retranslateTrackTools()
     actionImport->setText(language->get("TXT_ACT_IMPORT"));
     actionExport->setText(language->get("TXT_ACT_EXPORT"));
     actionOffset->setText(language->get("TXT_ACT_OFFSET"));
+    actionRemoveImport->setText(language->get("TXT_ACT_REMOVE_IMPORT"));
+    updateTrackSource();
+}
+
+QString MainWindow::trackSourceText() const
+{
+    const QString video = currentVideo();
+    if (video.isEmpty() || !videoOpen() || !videoInfoParse->isParsed ||
+        videoInfoParse->source.isEmpty())
+        return language->get("TXT_TRACK_NONE");
+    const QString source = videoInfoParse->source;
+    const QString base = QFileInfo(video).completeBaseName();
+    if (source == QLatin1String("import"))
+        return language->get("TXT_TRACK_IMPORTED")
+            .arg(QFileInfo(videoSettings->importedTrackOrigin(video)).fileName());
+    const struct
+    {
+        const char *source;
+        const char *suffix;
+    } sideFiles[] = {{"info", ".info"}, {"nmea", ".TXT"}, {"map", ".map"}, {"gpx", ".GPX"}};
+    for (const auto &f : sideFiles)
+        if (source == QLatin1String(f.source))
+            return language->get("TXT_TRACK_FILE").arg(base + f.suffix);
+    return language->get("TXT_TRACK_CAMERA").arg(source); // inside the video, in its layout
+}
+
+void MainWindow::updateTrackSource()
+{
+    if (!actionTrackSource || !language)
+        return;
+    actionTrackSource->setText(trackSourceText());
+    const QString video = currentVideo();
+    actionRemoveImport->setEnabled(!video.isEmpty() && videoSettings->hasImportedTrack(video));
+}
+
+void MainWindow::removeImportedTrack()
+{
+    const QString video = currentVideo();
+    if (video.isEmpty() || !videoSettings->clearImportedTrack(video))
+        return;
+    applyTrackSettings(0);
+    updateTrackSource();
 }
 
 QString MainWindow::currentVideo() const
@@ -201,18 +250,25 @@ void MainWindow::importTrack()
     if (file.isEmpty())
         return;
     QStringList failed;
+    QStringList outside; // clips of the drive the track does not reach
     for (const QString &v : videos) {
         QString error;
         if (!videoSettings->importTrack(v, file, &error))
-            failed << QFileInfo(v).fileName() + ": " + error;
+            (error.contains(QLatin1String("covers no second")) ? outside : failed)
+                << QFileInfo(v).fileName() + ": " + error;
         else if (v != currentVideo())
             driveList->refreshClip(v, videoSettings->folder());
     }
+    // A track that covers part of a drive is laid on that part; one that
+    // covers none of it is refused with both time ranges.
+    if (outside.size() == videos.size())
+        failed << outside;
     if (!failed.isEmpty())
         QMessageBox::warning(this, language->get("TXT_TIP"),
                              language->get("TXT_IMPORT_FAILED").arg(failed.join('\n')));
     if (failed.size() < videos.size())
         applyTrackSettings(0);
+    updateTrackSource();
 }
 
 void MainWindow::exportTrack()

@@ -92,13 +92,14 @@ struct Options
     // and GPS data. mdat takes a 64-bit size and all tracks co64 when the
     // file then passes 4 GiB (the novatek index cannot: write() fails).
     qint64 padBytes = 0;
-    bool padAtEnd = false; // the hole after the media data instead of before it
+    bool padAtEnd = false;       // the hole after the media data instead of before it
     QVector<int> invalidSeconds; // fixes written with status invalid / no lock
     int coldStart = 0;           // first N seconds: no lock, zeros or stale positions
     int gapFrom = -1;            // seconds [gapFrom, gapTo) carry no fix at all
     int gapTo = -1;
     QString date = "2023-05-14"; // UTC date of the first fix
     bool camm5 = false;          // camm: type-5 packets (position only) in place of type 6
+    bool gps5Beside = false;     // gpmf9: a GPS5 stream too, its GPSU 1.4 s late (HERO11)
 };
 
 // The altitude (m) and course (degrees) written with fix i of the drive.

@@ -419,8 +419,20 @@ QByteArray klvUnits(const QVector<QByteArray> &units)
     return klv("UNIT", 'c', 3, units.size(), data);
 }
 
-// One GPMF payload for second i: GPS5 (18 fixes) or GPS9 (10 fixes).
-QByteArray gpmfPayload(const Drive &d, int i, bool nine)
+// One GPMF payload for second i: GPS5 (18 fixes) or GPS9 (10 fixes), or
+// both as a HERO11 writes them, its GPS5 stamped by a GPSU 1.4 s late.
+QByteArray gpmfStream(const Drive &d, int i, bool nine, int gpsuLateMs = 0);
+QByteArray gpmfPayload(const Drive &d, int i, bool nine, bool both = false)
+{
+    QByteArray device = klvLongs("DVID", 'L', {1});
+    device += klvText("DVNM", "Camera");
+    device += nested("STRM", gpmfStream(d, i, nine));
+    if (both)
+        device += nested("STRM", gpmfStream(d, i, false, 1400));
+    return nested("DEVC", device);
+}
+
+QByteArray gpmfStream(const Drive &d, int i, bool nine, int gpsuLateMs)
 {
     const bool lock = d.valid(i);
     const int count = nine ? 10 : 18;
@@ -456,17 +468,14 @@ QByteArray gpmfPayload(const Drive &d, int i, bool nine)
         putBe16(precision, lock ? 150 : 9999);
         stream += klvText("STNM", "GPS (Lat., Long., Alt., 2D speed, 3D speed)");
         stream += klvLongs("GPSF", 'L', {lock ? 3 : 0});
-        stream += klv("GPSU", 'U', 16, 1, d.text(i, "yyMMddhhmmss") + ".000");
+        stream += klv("GPSU", 'U', 16, 1, d.text(i, "yyMMddhhmmss.zzz", gpsuLateMs));
         stream += klv("GPSP", 'S', 2, 1, precision);
         stream += klvUnits({"deg", "deg", "m", "m/s", "m/s"});
         stream += klvLongs("SCAL", 'l', {10000000, 10000000, 1000, 1000, 100});
         // last in its stream: readers scale only the last value by SCAL
         stream += klv("GPS5", 'l', 20, count, samples);
     }
-    QByteArray device = klvLongs("DVID", 'L', {1});
-    device += klvText("DVNM", "Camera");
-    device += nested("STRM", stream);
-    return nested("DEVC", device);
+    return stream;
 }
 
 QByteArray thinkwareSample(const Drive &d, int i)
@@ -729,7 +738,9 @@ bool makePlan(const QVector<Fix> &fixes, const Options &options, Plan *plan, QSt
         });
     } else if (layout == "gpmf" || layout == "gpmf9") {
         timedTrack(plan, "meta", "GoPro MET", box("gpmd", sampleEntryHead()));
-        perSecond([&](int i) { return gpmfPayload(d, i, layout == "gpmf9"); });
+        perSecond([&](int i) {
+            return gpmfPayload(d, i, layout == "gpmf9", layout == "gpmf9" && options.gps5Beside);
+        });
     } else if (layout == "texttrack" || layout == "texttrack-nextbase" || layout == "garmin" ||
                layout == "dji") {
         // exiftool decodes text samples only under the 'text' handler

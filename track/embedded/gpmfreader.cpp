@@ -278,6 +278,14 @@ private:
 public:
     void finish()
     {
+        // A camera that writes GPS9 beside GPS5 (HERO11) stamps GPS5 with
+        // GPSU, about 1.4 s after its fixes; GPS9 carries each fix's own time.
+        if (!gps9Fixes.isEmpty())
+            for (const Fix &f : qAsConst(gps9Fixes))
+                append(f);
+        else
+            for (const Fix &f : qAsConst(gps5Fixes))
+                append(f);
         if (unixAtBoot <= 0.0)
             return;
         for (const auto &pending : qAsConst(bootSeconds)) {
@@ -314,7 +322,7 @@ private:
             f.valid = s.fixType < 0 || s.fixType >= 2;
             if (s.utcMs >= 0)
                 f.clockMs = s.utcMs + qint64(duration * 1000 * i / k.repeat);
-            append(f);
+            keep(gps5Fixes, f);
         }
     }
 
@@ -348,8 +356,14 @@ private:
             if (days > 0 && days < 40000 && seconds >= 0 && seconds < 86401)
                 f.clockMs = QDateTime(QDate(2000, 1, 1), QTime(0, 0), Qt::UTC).toMSecsSinceEpoch() +
                             qint64(days) * 86400000 + qint64(seconds * 1000);
-            append(f);
+            keep(gps9Fixes, f);
         }
+    }
+
+    static void keep(QVector<Fix> &into, const Fix &f)
+    {
+        if (into.size() < 20 * tracklimits::maxSamples)
+            into.append(f);
     }
 
     void append(const Fix &f)
@@ -363,6 +377,9 @@ private:
     double start;
     double duration;
     QVector<Fix> &fixes;
+    // This payload's fixes, until finish() takes one kind.
+    QVector<Fix> gps5Fixes;
+    QVector<Fix> gps9Fixes;
 };
 
 } // namespace

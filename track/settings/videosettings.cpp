@@ -14,6 +14,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSaveFile>
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -308,12 +309,23 @@ bool VideoSettings::importTrack(const QString &video, const QString &trackFile, 
         csv += '\n';
         ++kept;
     }
-    if (kept < 2) {
+    // A track that covers no second of the video is refused, not kept in
+    // the hope of an offset: nothing would show it and nothing says why.
+    const qint64 videoFrom = start.toMSecsSinceEpoch() - qint64(standardgpx::maxGap * 1000);
+    const qint64 videoTo =
+        start.toMSecsSinceEpoch() + qint64((length + standardgpx::maxGap) * 1000);
+    const bool covers =
+        std::any_of(points.cbegin(), points.cend(), [&](const standardgpx::Point &p) {
+            const qint64 ms = p.time.toMSecsSinceEpoch();
+            return ms >= videoFrom && ms <= videoTo;
+        });
+    if (kept < 2 || !covers) {
         const QString utc = QStringLiteral("yyyy-MM-dd hh:mm:ss");
-        return fail(QStringLiteral("the track (%1 to %2 UTC) has no two points within a day of "
-                                   "the video's recording (%3 UTC)")
+        return fail(QStringLiteral("the track (%1 to %2 UTC) covers no second of the video "
+                                   "(%3 to %4 UTC)")
                         .arg(points.first().time.toString(utc), points.last().time.toString(utc),
-                             start.toString(utc)));
+                             start.toString(utc),
+                             start.addMSecs(qint64(length * 1000)).toString(utc)));
     }
     if (!makeFolder(dir) ||
         QFileInfo(dir).canonicalFilePath() == QFileInfo(id.path).absolutePath() ||
