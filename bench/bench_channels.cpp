@@ -10,6 +10,7 @@
 //    the front alone, as in bench_media. Goal: at most 1.6 times.
 
 #include "avplayer.h"
+#include "benchutil.h"
 #include "channelgraph.h"
 #include "media.h"
 #include "videocapture.h"
@@ -38,13 +39,7 @@ constexpr int barHeight = 64; // px of 1080
 
 QString clipDir;
 
-double cpuSeconds(int who)
-{
-    rusage u{};
-    getrusage(who, &u);
-    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
-           double(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
+using benchutil::cpuSeconds;
 
 // A camera's clip with its frame number as a bar code along the top; made
 // once and kept in the build tree.
@@ -216,14 +211,7 @@ void channels(benchmark::State &state)
             waitUntil([&] { return s.stopped; }, (seconds + 60) * 1000);
             ours = cpuSeconds(RUSAGE_SELF) - cpu0;
         }
-        const double child0 = cpuSeconds(RUSAGE_CHILDREN);
-        QProcess mpv;
-        mpv.setStandardInputFile(QProcess::nullDevice());
-        mpv.start("mpv", {"--no-config", "--vo=gpu", "--gpu-api=opengl", "--hwdec=no",
-                          "--gpu-hwdec-interop=no", "--gpu-sw=yes", "--ao=null", "--sid=no",
-                          "--geometry=1280x720", "--no-terminal", front});
-        mpv.waitForFinished((seconds + 60) * 1000);
-        const double theirs = cpuSeconds(RUSAGE_CHILDREN) - child0;
+        const double theirs = benchutil::runMpv(front, {}, (seconds + 60) * 1000).cpuSeconds;
 
         state.counters["drift_max_frames"] = worst;
         state.counters["drift_samples"] = samples;

@@ -6,6 +6,7 @@
 //    second. Goal: median at most 100 ms, 95th percentile at most 250 ms.
 
 #include "avplayer.h"
+#include "benchutil.h"
 #include "media.h"
 #include "videooutput.h"
 #include "videopreviewwidget.h"
@@ -28,13 +29,7 @@ namespace {
 
 QString clipDir;
 
-double cpuSeconds(int who)
-{
-    rusage u{};
-    getrusage(who, &u);
-    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
-           double(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
+using benchutil::cpuSeconds;
 
 // Made once and kept in the build tree: encoding 1080p takes a while.
 QString clip(const QString &name, const QStringList &videoArgs, int seconds)
@@ -93,19 +88,11 @@ void playback(benchmark::State &state)
         const int frames = output->renderedFrames();
 
         // mpv's own player, same output (OpenGL), same window size.
-        const double child0 = cpuSeconds(RUSAGE_CHILDREN);
-        QProcess mpv;
-        mpv.setStandardInputFile(QProcess::nullDevice());
-        wall.restart();
-        mpv.start("mpv",
-                  {"--no-config", "--vo=gpu", "--gpu-api=opengl", "--hwdec=no",
-                   "--gpu-hwdec-interop=no", "--gpu-sw=yes", "--ao=null", "--sid=no",
-                   "--geometry=1280x720", "--no-terminal", "--script=" VELOMAR_DROPS_SCRIPT, path});
-        mpv.waitForFinished(180000);
-        const double theirsWall = wall.elapsed() / 1000.0;
-        const double theirs = cpuSeconds(RUSAGE_CHILDREN) - child0;
+        const benchutil::MpvRun mpv = benchutil::runMpv(path, {"--script=" VELOMAR_DROPS_SCRIPT});
+        const double theirsWall = mpv.wallSeconds;
+        const double theirs = mpv.cpuSeconds;
         qint64 theirsDropped = -1;
-        for (const QByteArray &line : mpv.readAllStandardError().split('\n'))
+        for (const QByteArray &line : mpv.stderrText.split('\n'))
             if (line.startsWith("velomar-drops ")) {
                 const QList<QByteArray> n = line.split(' ');
                 theirsDropped = n.value(1).toLongLong() + n.value(2).toLongLong();

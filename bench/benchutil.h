@@ -3,6 +3,9 @@
 // Shared by the benchmarks.
 
 #include <QByteArray>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QStringList>
 #include <algorithm>
 #include <fcntl.h>
 #include <spawn.h>
@@ -44,6 +47,43 @@ inline double dumpPeakMiB(const QByteArray &tool, const QByteArray &video)
     if (wait4(pid, &status, 0, &usage) != pid)
         return -1;
     return double(usage.ru_maxrss) / 1024.0; // ru_maxrss is in KiB
+}
+
+// CPU seconds of this process (RUSAGE_SELF) or its finished children
+// (RUSAGE_CHILDREN).
+inline double cpuSeconds(int who)
+{
+    rusage u{};
+    getrusage(who, &u);
+    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
+           double(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
+}
+
+// mpv's own player on a file to its end, with the OpenGL output the media
+// layer uses, in a 1280x720 window: the media benchmarks' yardstick.
+struct MpvRun
+{
+    double cpuSeconds = 0;
+    double wallSeconds = 0;
+    QByteArray stderrText;
+};
+inline MpvRun runMpv(const QString &path, const QStringList &extra = {}, int timeoutMs = 180000)
+{
+    MpvRun r;
+    const double child0 = cpuSeconds(RUSAGE_CHILDREN);
+    QProcess mpv;
+    mpv.setStandardInputFile(QProcess::nullDevice());
+    QElapsedTimer wall;
+    wall.start();
+    mpv.start("mpv", QStringList{"--no-config", "--vo=gpu", "--gpu-api=opengl", "--hwdec=no",
+                                 "--gpu-hwdec-interop=no", "--gpu-sw=yes", "--ao=null", "--sid=no",
+                                 "--geometry=1280x720", "--no-terminal"} +
+                         extra + QStringList{path});
+    mpv.waitForFinished(timeoutMs);
+    r.wallSeconds = wall.elapsed() / 1000.0;
+    r.cpuSeconds = cpuSeconds(RUSAGE_CHILDREN) - child0;
+    r.stderrText = mpv.readAllStandardError();
+    return r;
 }
 
 } // namespace benchutil

@@ -4,6 +4,7 @@
 // settings, and a moment without its rear shows a plain placeholder.
 
 #include "avplayer.h"
+#include "colours.h"
 #include "config.h"
 #include "desktopurls.h"
 #include "mainwindow.h"
@@ -19,35 +20,6 @@
 #include <QTemporaryDir>
 
 using windowfixture::child;
-
-namespace {
-
-// A clip of one colour, as a camera of its own.
-bool colourClip(const QString &path, const char *colour, int seconds)
-{
-    QProcess ffmpeg;
-    ffmpeg.start(trackgen::ffmpegPath(),
-                 {"-loglevel", "error", "-y", "-f", "lavfi", "-i",
-                  QStringLiteral("color=c=%1:s=640x360:r=30").arg(colour), "-t",
-                  QString::number(seconds), "-c:v", "libx264", "-pix_fmt", "yuv420p", path});
-    return ffmpeg.waitForFinished(60000) && ffmpeg.exitCode() == 0;
-}
-
-// Which of the test's colours a pixel is.
-QString colourAt(const QImage &image, QPointF fraction)
-{
-    const QColor c =
-        image.pixelColor(int(fraction.x() * image.width()), int(fraction.y() * image.height()));
-    if (c.blue() > 150 && c.red() < 80 && c.green() < 80)
-        return "blue";
-    if (c.red() > 150 && c.blue() < 80 && c.green() < 80)
-        return "red";
-    if (qAbs(c.red() - 0x30) < 16 && qAbs(c.green() - 0x30) < 16 && qAbs(c.blue() - 0x30) < 16)
-        return "placeholder";
-    return c.name();
-}
-
-} // namespace
 
 class CamerasTest : public QObject
 {
@@ -67,7 +39,7 @@ class CamerasTest : public QObject
         return QTest::qWaitFor(
             [&] {
                 const QImage image = picture(window);
-                return !image.isNull() && colourAt(image, at) == colour;
+                return !image.isNull() && colours::at(image, at) == colour;
             },
             10000);
     }
@@ -81,9 +53,9 @@ private slots:
         front1 = movie + "/2024_0514_140000_0001F.MP4";
         rear1 = movie + "/2024_0514_140000_0001R.MP4";
         front2 = movie + "/2024_0514_140006_0002F.MP4";
-        QVERIFY(colourClip(front1, "blue", 6));
-        QVERIFY(colourClip(rear1, "red", 6));
-        QVERIFY(colourClip(front2, "blue", 4));
+        QVERIFY(colours::clip(front1, "blue", {640, 360}, 6));
+        QVERIFY(colours::clip(rear1, "red", {640, 360}, 6));
+        QVERIFY(colours::clip(front2, "blue", {640, 360}, 4));
     }
 
     void momentsPlayTheirCamerasTogether()
@@ -140,7 +112,7 @@ private slots:
         const QImage snapshot = captured.first().first().value<QImage>();
         QCOMPARE(snapshot.size(), QSize(640, 360));
         for (QPointF at : {QPointF(0.05, 0.05), QPointF(0.5, 0.5), QPointF(0.95, 0.95)})
-            QCOMPARE(colourAt(snapshot, at), QString("red"));
+            QCOMPARE(colours::at(snapshot, at), QString("red"));
 
         // The next moment has no rear: a placeholder keeps its place, and
         // the front plays large.

@@ -3,6 +3,7 @@
 // (and so libavfilter) accepts and composes as promised.
 
 #include "channelgraph.h"
+#include "colours.h"
 #include "testutil.h"
 
 #include <QImage>
@@ -39,31 +40,13 @@ class ChannelGraphTest : public QObject
             qWarning() << r.err;
         return QImage(dir.filePath("00000001.png"));
     }
-    static QString colourAt(const QImage &image, QPointF f)
-    {
-        const QColor c = image.pixelColor(int(f.x() * image.width()), int(f.y() * image.height()));
-        if (c.blue() > 150 && c.red() < 80 && c.green() < 80)
-            return "blue";
-        if (c.red() > 150 && c.blue() < 80 && c.green() < 80)
-            return "red";
-        if (c.green() > 100 && c.red() < 80 && c.blue() < 80)
-            return "green";
-        if (qAbs(c.red() - 0x30) < 16 && qAbs(c.green() - 0x30) < 16 && qAbs(c.blue() - 0x30) < 16)
-            return "placeholder";
-        return c.name();
-    }
-
 private slots:
     void initTestCase()
     {
         QVERIFY(dir.isValid());
         for (const char *colour : {"blue", "red", "green"}) {
             const QString path = dir.filePath(QString(colour) + ".mp4");
-            const Run r = run(trackgen::ffmpegPath(),
-                              {"-loglevel", "error", "-y", "-f", "lavfi", "-i",
-                               QStringLiteral("color=c=%1:s=320x180:r=30").arg(colour), "-t", "1",
-                               "-c:v", "libx264", "-pix_fmt", "yuv420p", path});
-            QCOMPARE(r.exitCode, 0);
+            QVERIFY(colours::clip(path, colour, {320, 180}, 1));
             clips << path;
         }
     }
@@ -120,15 +103,15 @@ private slots:
             set.files[2].clear();
         const QImage frame = compose(set, 0);
         QVERIFY(!frame.isNull());
-        const char *colours[] = {"blue", "red", "green"};
+        const char *names[] = {"blue", "red", "green"};
         for (int channel = 0; channel < 3; ++channel) {
             const QRectF r = set.rect(channel);
             // Inside the picture, clear of another one's edge.
             const QPointF probe =
                 channel == main ? QPointF(r.left() + r.width() * 0.2, r.top() + r.height() * 0.8)
                                 : r.center();
-            QCOMPARE(colourAt(frame, probe),
-                     QString(missing && channel == 2 ? "placeholder" : colours[channel]));
+            QCOMPARE(colours::at(frame, probe),
+                     QString(missing && channel == 2 ? "placeholder" : names[channel]));
         }
     }
 };
