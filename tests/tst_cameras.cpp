@@ -14,6 +14,7 @@
 #include "windowfixture.h"
 
 #include <QAction>
+#include <QLCDNumber>
 #include <QListWidget>
 #include <QProcess>
 #include <QSignalSpy>
@@ -124,6 +125,45 @@ private slots:
         QCOMPARE(player->channels().main, 0);
         QVERIFY(shows(window, QPointF(0.25, 0.5), "blue"));
         QVERIFY(shows(window, QPointF(0.75, 0.5), "placeholder"));
+        player->stop();
+        QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying() && !player->isPaused(), 10000);
+    }
+
+    // A camera whose clock runs two hours ahead of UTC: the dashboard and
+    // the drive's header read its clock, and "Times in UTC" shows UTC.
+    void dashboardOnTheCameraClock()
+    {
+        QTemporaryDir other;
+        const QString front = other.filePath("Movie/2017_0615_140000_0001F.MP4");
+        QVERIFY(QDir().mkpath(other.filePath("Movie")));
+        QVERIFY(colours::clip(front, "blue", {640, 360}, 4));
+        QStringList rmc; // 12:00:00 UTC on 2017-06-15 onwards
+        for (const trackgen::Fix &f : trackgen::drive(4, 48.1, 11.5, 12 * 3600))
+            rmc << trackgen::rmcLine(f);
+        QVERIFY(trackgen::writeText(front.chopped(4) + ".TXT", rmc.join('\n') + '\n'));
+
+        MainWindow window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        media::AVPlayer *player = windowfixture::player(&window);
+        auto *list = child<QListWidget>(&window, "listVideo");
+        windowfixture::drop(&window, {other.path()});
+        QTRY_COMPARE_WITH_TIMEOUT(list->count(), 2, 30000);
+        QVERIFY2(list->item(0)->text().startsWith("2017-06-15  14:00"),
+                 qPrintable(list->item(0)->text()));
+        QTRY_VERIFY_WITH_TIMEOUT(player->isPlaying() && player->file() == front, 20000);
+        player->pause(true);
+        player->seek(1000);
+        auto *time = child<QLCDNumber>(&window, "txtTime");
+        QTRY_VERIFY_WITH_TIMEOUT(windowfixture::lcdShows(time, "14:00:01"), 5000);
+
+        window.findChild<QAction *>("actionUtcTimes")->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(windowfixture::lcdShows(time, "12:00:01"), 5000);
+        QVERIFY2(list->item(0)->text().startsWith("2017-06-15  12:00"),
+                 qPrintable(list->item(0)->text()));
+        QVERIFY(trackgen::readText(MainWindow::settingsPath()).contains("\"utc_times\":true"));
+        window.findChild<QAction *>("actionUtcTimes")->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(windowfixture::lcdShows(time, "14:00:01"), 5000);
         player->stop();
         QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying() && !player->isPaused(), 10000);
     }

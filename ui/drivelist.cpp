@@ -86,11 +86,15 @@ void DriveList::clear()
     places.clear();
 }
 
-QString DriveList::headerText(const trip::Drive &drive, double unitFactor, const QString &unit)
+QString DriveList::headerText(const trip::Drive &drive, double unitFactor, const QString &unit,
+                              bool utc)
 {
     const qint64 seconds = drive.start().secsTo(drive.end());
+    const QDateTime start = utc && !drive.clips.isEmpty() && drive.clips.first().utc.isValid()
+                                ? drive.clips.first().utc
+                                : drive.start();
     return QStringLiteral("%1  %2  %3:%4:%5  %6 %7")
-        .arg(drive.start().date().toString(Qt::ISODate), drive.start().time().toString("hh:mm"))
+        .arg(start.date().toString(Qt::ISODate), start.time().toString("hh:mm"))
         .arg(seconds / 3600)
         .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
         .arg(seconds % 60, 2, 10, QLatin1Char('0'))
@@ -98,11 +102,11 @@ QString DriveList::headerText(const trip::Drive &drive, double unitFactor, const
         .arg(unit);
 }
 
-void DriveList::fill(QListWidget *list, double unitFactor, const QString &unit) const
+void DriveList::fill(QListWidget *list, double unitFactor, const QString &unit, bool utc) const
 {
     list->clear();
     for (const trip::Drive &d : all) {
-        auto *header = new QListWidgetItem(headerText(d, unitFactor, unit), list);
+        auto *header = new QListWidgetItem(headerText(d, unitFactor, unit, utc), list);
         header->setData(headerRole, true);
         header->setFlags(Qt::ItemIsEnabled); // not selectable: nothing to play
         QFont bold = header->font();

@@ -33,10 +33,12 @@ public:
 
     // The play list: a header row a drive (not selectable), then its clips
     // with their paths as text.
-    void fill(QListWidget *list, double unitFactor, const QString &unit) const;
+    void fill(QListWidget *list, double unitFactor, const QString &unit, bool utc = false) const;
     static bool isHeader(const QListWidgetItem *item);
     // The header's text: date, start time, length and distance.
-    static QString headerText(const trip::Drive &drive, double unitFactor, const QString &unit);
+    // With utc, the start in UTC, else on the camera's clock.
+    static QString headerText(const trip::Drive &drive, double unitFactor, const QString &unit,
+                              bool utc = false);
 
     struct Place
     {

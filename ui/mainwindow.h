@@ -232,6 +232,11 @@ private:
     QLabel *tripLine = nullptr;
     QMenu *driveMenu = nullptr;
     QAction *actionOpenFolder = nullptr;
+    // Times on the camera's clock (the one the picture shows), or in UTC.
+    QAction *actionUtcTimes = nullptr;
+    int cameraOffset() const; // seconds from UTC to the open clip's camera clock
+    QString shownTime(const VideoInfo &sample) const;
+    void refillDriveList();
     int pendingSeek = -1;         // a map click's second, for the clip being opened
     bool continuingDrive = false; // the clip that stopped goes on in the next one
 

@@ -46,6 +46,8 @@ void MainWindow::loadParam()
                 map = o.value("map").toInt(0);
             if (o.contains("media_dir"))
                 mediaDir = o.value("media_dir").toString();
+            if (o.contains("utc_times"))
+                actionUtcTimes->setChecked(o.value("utc_times").toBool());
             if (o.contains("channel_layout"))
                 cameras->setLayout(Cameras::layoutOf(o.value("channel_layout").toString()));
         }
@@ -70,6 +72,7 @@ void MainWindow::saveParam()
     o.insert("map", ui->cmbMapType->currentIndex());
     o.insert("media_dir", mediaDir);
     o.insert("channel_layout", Cameras::layoutKey(cameras->layout()));
+    o.insert("utc_times", actionUtcTimes->isChecked());
     // Written aside and renamed: a crash mid-write never leaves half a file.
     QSaveFile file(settingsPath());
     if (!file.open(QIODevice::WriteOnly | QIODevice::Text))

@@ -62,7 +62,7 @@ void MainWindow::updateVideoInfo(int n)
     if (!sample)
         return; // every key is filled by the readers; never trust it blindly
     const double factor = speedFactor();
-    ui->txtTime->display(sample->time);
+    ui->txtTime->display(shownTime(*sample));
     ui->txtJingdu->display(QString::number(sample->longitude, 'f', 6));
     ui->txtWeidu->display(QString::number(sample->latitude, 'f', 6));
     // Whole units on the display; the gauge gets the exact value.

@@ -19,6 +19,7 @@
 #include <QMenuBar>
 #include <QProgressDialog>
 #include <QStandardPaths>
+#include <QTime>
 #include <cmath>
 
 void MainWindow::setUpDriveMenu()
@@ -36,6 +37,15 @@ void MainWindow::setUpDriveMenu()
     driveMenu = menuBar()->addMenu(QString());
     actionOpenFolder = driveMenu->addAction(QString(), this, &MainWindow::openFolder);
     actionOpenFolder->setObjectName("actionOpenFolder");
+    actionUtcTimes = driveMenu->addAction(QString());
+    actionUtcTimes->setObjectName("actionUtcTimes");
+    actionUtcTimes->setCheckable(true);
+    connect(actionUtcTimes, &QAction::triggered, this, [this] {
+        saveParam();
+        refillDriveList();
+        if (videoOpen())
+            updateVideoInfo(int(player->position() / 1000));
+    });
 
     tripLine = new QLabel(centralWidget()); // placed by resetUI, as the widgets around it
     tripLine->setObjectName("txtTrip");
@@ -49,6 +59,7 @@ void MainWindow::retranslateDriveTexts()
         return;
     driveMenu->setTitle(language->get("TXT_MENU_DRIVE"));
     actionOpenFolder->setText(language->get("TXT_ACT_OPEN_FOLDER"));
+    actionUtcTimes->setText(language->get("TXT_ACT_UTC_TIMES"));
     if (driveProgress)
         driveProgress->setLabelText(language->get("TXT_READING_DRIVES"));
 }
@@ -95,7 +106,7 @@ void MainWindow::onDrivesRead(bool cancelled)
         driveProgress->hide();
     if (cancelled || driveList->drives().isEmpty())
         return;
-    driveList->fill(ui->listVideo, speedFactor(), speedFactor() == 1.0 ? "km" : "mi");
+    refillDriveList();
     const int first = nextPlayableRow(0);
     if (first < 0)
         return;
@@ -204,4 +215,41 @@ void MainWindow::onMapClick(double latitude, double longitude)
             startSelected();
             return;
         }
+}
+
+void MainWindow::refillDriveList()
+{
+    if (driveList->drives().isEmpty())
+        return;
+    const int row = ui->listVideo->currentRow();
+    ui->listVideo->blockSignals(true); // the same rows again: no new choice
+    driveList->fill(ui->listVideo, speedFactor(), speedFactor() == 1.0 ? "km" : "mi",
+                    actionUtcTimes->isChecked());
+    ui->listVideo->setCurrentRow(row);
+    ui->listVideo->blockSignals(false);
+}
+
+int MainWindow::cameraOffset() const
+{
+    const trip::Clip *clip = driveList->clip(currentVideo());
+    if (clip && clip->utc.isValid() && clip->start.isValid())
+        return int(clip->utc.secsTo(clip->start));
+    return 0; // a video opened alone: its track's own clock
+}
+
+QString MainWindow::shownTime(const VideoInfo &sample) const
+{
+    // Deliberately not the track's own clock: GPS gives UTC while the
+    // picture, the file names and the drive list read the camera's clock,
+    // so the dashboard follows the camera's ("Times in UTC" shows UTC).
+    if (!sample.valid)
+        return sample.time;
+    const bool trackOnCameraClock = videoInfoParse->clock == QLatin1String("local") ||
+                                    videoInfoParse->clock == QLatin1String("camera");
+    const bool utc = actionUtcTimes->isChecked();
+    const int shift = utc == trackOnCameraClock ? (utc ? -cameraOffset() : cameraOffset()) : 0;
+    const QTime time = QTime::fromString(sample.time, QStringLiteral("hh:mm:ss"));
+    if (shift == 0 || !time.isValid())
+        return sample.time;
+    return time.addSecs(shift).toString(QStringLiteral("hh:mm:ss"));
 }
