@@ -13,6 +13,7 @@
 #include "benchutil.h"
 #include "channelgraph.h"
 #include "media.h"
+#include "mediabench.h"
 #include "videocapture.h"
 #include "videooutput.h"
 #include "waituntil.h"
@@ -235,13 +236,5 @@ BENCHMARK(channels)
 
 int main(int argc, char **argv)
 {
-    media::Widgets::registerRenderers();
-    media::setLogLevel(media::LogOff);
-    qputenv("VELOMAR_AUDIO_DRIVER", "null"); // as mpv's --ao=null: no sound device here
-    QApplication app(argc, argv);
-    clipDir = QCoreApplication::applicationDirPath() + "/../bench-clips";
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return mediabench::main(argc, argv, clipDir);
 }

@@ -8,6 +8,7 @@
 #include "avplayer.h"
 #include "benchutil.h"
 #include "media.h"
+#include "mediabench.h"
 #include "videooutput.h"
 #include "videopreviewwidget.h"
 #include "waituntil.h"
@@ -161,13 +162,5 @@ BENCHMARK(previewLatency)
 
 int main(int argc, char **argv)
 {
-    media::Widgets::registerRenderers();
-    media::setLogLevel(media::LogOff);
-    qputenv("VELOMAR_AUDIO_DRIVER", "null"); // as mpv's --ao=null: no sound device here
-    QApplication app(argc, argv);
-    clipDir = QCoreApplication::applicationDirPath() + "/../bench-clips";
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return mediabench::main(argc, argv, clipDir);
 }

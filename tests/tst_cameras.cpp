@@ -69,6 +69,9 @@ private slots:
         windowfixture::drop(&window, {card.path()});
         // One drive of two moments: the rear is no entry of its own.
         QTRY_COMPARE_WITH_TIMEOUT(list->count(), 3, 30000);
+        // No clip has a GPS time: the machine's zone is taken, and said.
+        QCOMPARE(list->item(0)->toolTip(),
+                 QString("Times on this computer's time zone: no clip tells the camera's."));
         QTRY_VERIFY_WITH_TIMEOUT(player->isPlaying() && player->file() == front1, 20000);
         player->pause(true);
         QCOMPARE(player->channels().files, QStringList({front1, rear1}));
@@ -151,6 +154,7 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(list->count(), 2, 30000);
         QVERIFY2(list->item(0)->text().startsWith("2017-06-15  14:00"),
                  qPrintable(list->item(0)->text()));
+        QVERIFY(list->item(0)->toolTip().isEmpty()); // the camera's offset is known
         QTRY_VERIFY_WITH_TIMEOUT(player->isPlaying() && player->file() == front, 20000);
         player->pause(true);
         player->seek(1000);

@@ -451,6 +451,7 @@ private slots:
         player->stop();
         QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying() && !player->isPaused(), 10000);
     }
+
     // "Apply to the whole drive" sets the offset of every clip of the drive
     // that plays, and of no other.
     void offsetForTheWholeDrive()

@@ -102,13 +102,16 @@ QString DriveList::headerText(const trip::Drive &drive, double unitFactor, const
         .arg(unit);
 }
 
-void DriveList::fill(QListWidget *list, double unitFactor, const QString &unit, bool utc) const
+void DriveList::fill(QListWidget *list, double unitFactor, const QString &unit, bool utc,
+                     const QString &zoneAssumed) const
 {
     list->clear();
     for (const trip::Drive &d : all) {
         auto *header = new QListWidgetItem(headerText(d, unitFactor, unit, utc), list);
         header->setData(headerRole, true);
         header->setFlags(Qt::ItemIsEnabled); // not selectable: nothing to play
+        if (!d.clips.isEmpty() && d.clips.first().zoneAssumed)
+            header->setToolTip(zoneAssumed);
         QFont bold = header->font();
         bold.setBold(true);
         header->setFont(bold);

@@ -33,7 +33,10 @@ public:
 
     // The play list: a header row a drive (not selectable), then its clips
     // with their paths as text.
-    void fill(QListWidget *list, double unitFactor, const QString &unit, bool utc = false) const;
+    // `zoneAssumed` is the header's tooltip where no clip told the camera's
+    // offset from UTC.
+    void fill(QListWidget *list, double unitFactor, const QString &unit, bool utc = false,
+              const QString &zoneAssumed = QString()) const;
     static bool isHeader(const QListWidgetItem *item);
     // The header's text: date, start time, length and distance.
     // With utc, the start in UTC, else on the camera's clock.

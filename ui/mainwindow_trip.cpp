@@ -224,7 +224,7 @@ void MainWindow::refillDriveList()
     const int row = ui->listVideo->currentRow();
     ui->listVideo->blockSignals(true); // the same rows again: no new choice
     driveList->fill(ui->listVideo, speedFactor(), speedFactor() == 1.0 ? "km" : "mi",
-                    actionUtcTimes->isChecked());
+                    actionUtcTimes->isChecked(), language->get("TXT_ZONE_ASSUMED"));
     ui->listVideo->setCurrentRow(row);
     ui->listVideo->blockSignals(false);
 }
