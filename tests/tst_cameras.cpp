@@ -172,6 +172,47 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying() && !player->isPaused(), 10000);
     }
 
+    // Parking and event recordings carry a badge, and the list's filter
+    // leaves them out; a drive whose clips are all left out loses its header.
+    void kindsBadgedAndFiltered()
+    {
+        QTemporaryDir other;
+        const QString record = other.filePath("Record");
+        QVERIFY(QDir().mkpath(record));
+        const QString normal = record + "/20240514_140000_NF.mp4";
+        const QString event = record + "/20240514_140500_EF.mp4";
+        const QString parking = record + "/20240514_150000_PF.mp4";
+        for (const QString &f : {normal, event, parking})
+            QVERIFY(colours::clip(f, "blue", {320, 180}, 2));
+
+        MainWindow window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        auto *list = child<QListWidget>(&window, "listVideo");
+        windowfixture::drop(&window, {other.path()});
+        // Three drives: the normal clip, the event five minutes on, parking.
+        QTRY_COMPARE_WITH_TIMEOUT(list->count(), 6, 30000);
+        windowfixture::player(&window)->stop();
+        auto row = [&](const QString &path) {
+            for (int i = 0; i < list->count(); ++i)
+                if (list->item(i)->text() == path)
+                    return list->item(i);
+            return static_cast<QListWidgetItem *>(nullptr);
+        };
+        QVERIFY(row(normal) && row(event) && row(parking));
+        QVERIFY(row(normal)->icon().isNull());
+        QVERIFY(!row(event)->icon().isNull());
+        QVERIFY(row(event)->toolTip().startsWith("Event (locked)\n"));
+        QVERIFY(row(parking)->toolTip().startsWith("Parking\n"));
+
+        window.findChild<QAction *>("actionShow_parking")->trigger();
+        QVERIFY(row(parking)->isHidden());
+        QVERIFY(list->item(list->row(row(parking)) - 1)->isHidden()); // its header
+        QVERIFY(!row(event)->isHidden() && !row(normal)->isHidden());
+        window.findChild<QAction *>("actionShow_parking")->trigger();
+        QVERIFY(!row(parking)->isHidden());
+    }
+
     // The layout chosen is the one the next start uses.
     void layoutKeptAcrossARestart()
     {

@@ -11,6 +11,7 @@
 namespace {
 
 constexpr int headerRole = Qt::UserRole + 1;
+constexpr int kindRole = Qt::UserRole + 2;
 
 } // namespace
 
@@ -116,8 +117,13 @@ void DriveList::fill(QListWidget *list, double unitFactor, const QString &unit, 
         bold.setBold(true);
         header->setFont(bold);
         for (const trip::Clip &c : d.clips)
-            new QListWidgetItem(c.path, list);
+            (new QListWidgetItem(c.path, list))->setData(kindRole, c.kind);
     }
+}
+
+QString DriveList::kindOf(const QListWidgetItem *item)
+{
+    return item ? item->data(kindRole).toString() : QString();
 }
 
 bool DriveList::isHeader(const QListWidgetItem *item)

@@ -38,6 +38,8 @@ public:
     void fill(QListWidget *list, double unitFactor, const QString &unit, bool utc = false,
               const QString &zoneAssumed = QString()) const;
     static bool isHeader(const QListWidgetItem *item);
+    // A clip row's recording kind ("normal", "event", "manual", "parking").
+    static QString kindOf(const QListWidgetItem *item);
     // The header's text: date, start time, length and distance.
     // With utc, the start in UTC, else on the camera's clock.
     static QString headerText(const trip::Drive &drive, double unitFactor, const QString &unit,

@@ -13,6 +13,7 @@
 #include "maplink.h"
 #include "mappage.h"
 #include "qmeter.h"
+#include "recordingkinds.h"
 #include "ui_mainwindow.h"
 #include "videocapture.h"
 #include "videoinfoparse.h"
@@ -73,6 +74,8 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
     setUpTrackTools(); // before any parse: the store reads the per-video settings
     cameras = new Cameras(player, driveMenu, this);
     connect(cameras, &Cameras::layoutChosen, this, [this] { saveParam(); });
+    recordingKinds = new RecordingKinds(driveMenu, this);
+    connect(recordingKinds, &RecordingKinds::filterChanged, this, [this] { refillDriveList(); });
     loadingDialog = new LoadingDialog;
     parseTimer = new QTimer;
     connect(parseTimer, SIGNAL(timeout()), this, SLOT(videoInfoParseEnd()));

@@ -8,6 +8,7 @@
 
 class BrowserPage;
 class Cameras;
+class RecordingKinds;
 class DriveList;
 class QAction;
 class QLabel;
@@ -248,7 +249,8 @@ private:
     void applyTrackSettings(int offsetChange); // read the open video's track again, keep playing
     void showOffset();
     std::unique_ptr<VideoSettings> videoSettings;
-    Cameras *cameras = nullptr; // the channels of a moment, and their layout
+    Cameras *cameras = nullptr;               // the channels of a moment, and their layout
+    RecordingKinds *recordingKinds = nullptr; // badges and the filter of the list
     QLabel *offsetLabel = nullptr;
     QAction *actionImport = nullptr;
     QAction *actionExport = nullptr;

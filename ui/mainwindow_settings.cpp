@@ -6,6 +6,7 @@
 #include "languageparse.h"
 #include "mainwindow.h"
 #include "qmeter.h"
+#include "recordingkinds.h"
 #include "ui_mainwindow.h"
 
 #include <QDebug>
@@ -118,6 +119,8 @@ void MainWindow::setUp_Language(QString lang)
     retranslateDriveTexts();
     retranslateTrackTools();
     cameras->retranslate(language);
+    recordingKinds->retranslate(language);
+    refillDriveList(); // the headers' and badges' words
 }
 
 void MainWindow::on_cmbLanguage_currentIndexChanged(int index)

@@ -7,6 +7,7 @@
 #include "embedded/telemetry.h"
 #include "languageparse.h"
 #include "mainwindow.h"
+#include "recordingkinds.h"
 #include "ui_mainwindow.h"
 #include "videoinfoparse.h"
 
@@ -117,7 +118,7 @@ void MainWindow::onDrivesRead(bool cancelled)
 int MainWindow::nextPlayableRow(int from) const
 {
     for (int row = from; row < ui->listVideo->count(); ++row)
-        if (!DriveList::isHeader(ui->listVideo->item(row)))
+        if (!DriveList::isHeader(ui->listVideo->item(row)) && !ui->listVideo->item(row)->isHidden())
             return row;
     return -1;
 }
@@ -225,6 +226,7 @@ void MainWindow::refillDriveList()
     ui->listVideo->blockSignals(true); // the same rows again: no new choice
     driveList->fill(ui->listVideo, speedFactor(), speedFactor() == 1.0 ? "km" : "mi",
                     actionUtcTimes->isChecked(), language->get("TXT_ZONE_ASSUMED"));
+    recordingKinds->apply(ui->listVideo);
     ui->listVideo->setCurrentRow(row);
     ui->listVideo->blockSignals(false);
 }
