@@ -35,13 +35,6 @@ QDateTime roughStart(const Clip &c)
     return c.local.isValid() ? c.local : c.utc;
 }
 
-void sortChannels(Clip &c)
-{
-    std::stable_sort(c.channels.begin(), c.channels.end(), [](const Channel &a, const Channel &b) {
-        return channelRank(a.name) < channelRank(b.name);
-    });
-}
-
 } // namespace
 
 QVector<Clip> readMoments(const QStringList &videos, const QString &settingsDir,
@@ -104,19 +97,31 @@ void pairByTime(QVector<Clip> &clips)
     auto unnamed = [](const Clip &c) {
         return c.channels.size() == 1 && c.channels.first().name.isEmpty();
     };
-    QVector<bool> taken(clips.size(), false);
+    // The unnamed clips by start: those of one moment lie side by side, so a
+    // card of thousands is paired in one pass, not one against every other.
+    QVector<int> order;
+    QVector<QDateTime> starts(clips.size());
+    QVector<QString> folders(clips.size());
     for (int i = 0; i < clips.size(); ++i) {
-        if (taken[i] || !unnamed(clips[i]))
+        starts[i] = roughStart(clips[i]);
+        if (unnamed(clips[i]) && starts[i].isValid() && clips[i].seconds > 0) {
+            order << i;
+            folders[i] = QFileInfo(clips[i].path).path();
+        }
+    }
+    std::stable_sort(order.begin(), order.end(),
+                     [&](int x, int y) { return starts[x] < starts[y]; });
+    QVector<bool> paired(clips.size(), false); // one moment already holds it
+    QVector<bool> taken(clips.size(), false);  // merged into another clip
+    for (int k = 0; k < order.size(); ++k) {
+        const int i = order[k];
+        if (paired[i])
             continue;
         QVector<int> same{i};
-        const QString folder = QFileInfo(clips[i].path).path();
-        for (int j = i + 1; j < clips.size(); ++j) {
-            if (taken[j] || !unnamed(clips[j]) || QFileInfo(clips[j].path).path() == folder)
-                continue;
-            const QDateTime a = roughStart(clips[i]);
-            const QDateTime b = roughStart(clips[j]);
-            if (a.isValid() && b.isValid() && std::abs(a.secsTo(b)) <= 1 &&
-                std::abs(clips[i].seconds - clips[j].seconds) <= 1 && clips[i].seconds > 0)
+        for (int l = k + 1; l < order.size() && starts[i].secsTo(starts[order[l]]) <= 1; ++l) {
+            const int j = order[l];
+            if (!paired[j] && folders[j] != folders[i] &&
+                std::abs(clips[i].seconds - clips[j].seconds) <= 1)
                 same.append(j);
         }
         if (same.size() < 2)
@@ -127,15 +132,15 @@ void pairByTime(QVector<Clip> &clips)
             const bool ty = !clips[y].source.isEmpty();
             return tx != ty ? tx : clips[x].path < clips[y].path;
         });
+        // Named in rank order, so the channels stay sorted.
         static const char *const names[] = {"front", "rear", "interior"};
         Clip &main = clips[same.first()];
         main.channels.first().name = names[0];
-        for (int k = 1; k < same.size(); ++k) {
-            const int n = std::min<int>(k, 2);
-            main.channels.append({names[n], clips[same[k]].path});
-            taken[same[k]] = true;
+        paired[same.first()] = true;
+        for (int m = 1; m < same.size(); ++m) {
+            main.channels.append({names[std::min(m, 2)], clips[same[m]].path});
+            paired[same[m]] = taken[same[m]] = true;
         }
-        sortChannels(main);
     }
     QVector<Clip> kept;
     kept.reserve(clips.size());

@@ -220,7 +220,8 @@ QVector<Drive> drives(QVector<Clip> clips, int gapSeconds)
     for (int e = 0; e < clips.size(); ++e) {
         if (clips[e].kind != QLatin1String("event"))
             continue;
-        for (int n = 0; n < clips.size(); ++n) {
+        // In start order: no host past the event's own start.
+        for (int n = 0; n < clips.size() && clips[n].start.secsTo(clips[e].start) >= -1; ++n) {
             const Clip &host = clips[n];
             if (n == e || host.kind != QLatin1String("normal") || host.seconds <= 0)
                 continue;
