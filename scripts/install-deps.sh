@@ -11,6 +11,8 @@ packages=(
   qtmultimedia5-dev qtdeclarative5-dev libqt5opengl5-dev libqt5svg5-dev
   # media
   libmpv-dev ffmpeg
+  # video export, in process: demux, decode, encode (x264), scale, resample
+  libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
   # resources
   libjs-leaflet fonts-liberation
   # Chinese, Japanese and Korean text: three of the seven languages, and the

@@ -75,6 +75,8 @@ private slots:
     void jumpsAreInvalid();
     void velomarTrackTool();
     void cammPositionsOnly();
+    void cammTimeScales_data();
+    void cammTimeScales();
     void rearCameraBorrowsFrontTrack();
     void djiSubtitleLayouts_data();
     void djiSubtitleLayouts();
@@ -579,6 +581,40 @@ void TestEmbeddedGps::cammPositionsOnly()
     QCOMPARE(store.parseFile(video), 0);
     QCOMPARE(store.source, QString("camm"));
     checkAgainstDrive(store, "camm5");
+}
+
+void TestEmbeddedGps::cammTimeScales_data()
+{
+    QTest::addColumn<QString>("date");
+    QTest::addColumn<bool>("unixTime");
+    QTest::newRow("GPS time 2023") << "2023-05-14" << false;
+    // GPS seconds pass 1.4e9 in May 2024: no threshold tells the two apart.
+    QTest::newRow("GPS time 2025") << "2025-03-01" << false;
+    QTest::newRow("Unix time 2025") << "2025-03-01" << true;
+    QTest::newRow("Unix time 2016") << "2016-08-20" << true;
+}
+
+void TestEmbeddedGps::cammTimeScales()
+{
+    // Type 6 counts GPS time, 18 s ahead of UTC since 2017; Insta360 writes
+    // Unix time there. Either way the samples read UTC.
+    QFETCH(QString, date);
+    QFETCH(bool, unixTime);
+    embedgen::Options o;
+    o.layout = "camm";
+    o.date = date;
+    o.cammUnix = unixTime;
+    const QString video = make(QString("camm-%1-%2").arg(date).arg(unixTime), o);
+    QVERIFY(!video.isEmpty());
+    VideoInfoParse store;
+    QCOMPARE(store.parseFile(video), 0);
+    QCOMPARE(store.source, QString("camm"));
+    for (int k : {0, 7, seconds - 1}) {
+        const VideoInfo *s = store.videoInfoMap.value(k);
+        QVERIFY(s && s->valid);
+        QCOMPARE(s->date, QString(date).replace('-', ':'));
+        QCOMPARE(s->time, trackgen::hhmmss(drive[k].secondOfDay, ":"));
+    }
 }
 
 void TestEmbeddedGps::rearCameraBorrowsFrontTrack()

@@ -99,6 +99,7 @@ struct Options
     int gapTo = -1;
     QString date = "2023-05-14"; // UTC date of the first fix
     bool camm5 = false;          // camm: type-5 packets (position only) in place of type 6
+    bool cammUnix = false;       // camm: type-6 times in Unix time, not GPS time
     bool gps5Beside = false;     // gpmf9: a GPS5 stream too, its GPSU 1.4 s late (HERO11)
 };
 

@@ -11,11 +11,13 @@ namespace {
 
 int usage()
 {
-    std::cerr << "usage: velomar-embedgen LAYOUT OUT [--seconds N] [--no-index] [--moov-first]\n"
-                 "         [--large-sizes] [--co64] [--pad BYTES] [--pad-at-end] [--cold-start N] [--gap A B]\n"
-                 "         [--invalid S,S,...] [--mov] [--camm5] [--date YYYY-MM-DD]\n"
-                 "layouts: "
-              << embedgen::layouts().join(", ").toStdString() << '\n';
+    std::cerr
+        << "usage: velomar-embedgen LAYOUT OUT [--seconds N] [--no-index] [--moov-first]\n"
+           "         [--large-sizes] [--co64] [--pad BYTES] [--pad-at-end] [--cold-start N] [--gap "
+           "A B]\n"
+           "         [--invalid S,S,...] [--mov] [--camm5] [--camm-unix] [--date YYYY-MM-DD]\n"
+           "layouts: "
+        << embedgen::layouts().join(", ").toStdString() << '\n';
     return 2;
 }
 
@@ -73,6 +75,8 @@ int main(int argc, char **argv)
             options.container = "mov";
         else if (a == "--camm5")
             options.camm5 = true;
+        else if (a == "--camm-unix")
+            options.cammUnix = true;
         else if (a == "--date" && k + 1 < args.size())
             options.date = args[++k];
         else

@@ -1,4 +1,5 @@
 #include "records.h"
+#include "embedded/gpstime.h"
 
 #include <QDateTime>
 #include <QSet>
@@ -507,7 +508,7 @@ QByteArray nextbaseSample(const Drive &d, int i)
     return b;
 }
 
-QByteArray cammSample(const Drive &d, int i, bool five)
+QByteArray cammSample(const Drive &d, int i, bool five, bool unixTime)
 {
     QByteArray b;
     putLe16(b, 0);
@@ -520,8 +521,8 @@ QByteArray cammSample(const Drive &d, int i, bool five)
         return b;
     }
     putLe16(b, 6);
-    const double gpsEpoch = 315964800.0; // 1980-01-06 in Unix time; no leap seconds
-    putLeDouble(b, double(d.utc[i]) - gpsEpoch);
+    // GPS time as the format defines it, or Unix time as Insta360 writes it.
+    putLeDouble(b, unixTime ? double(d.utc[i]) : gpstime::fromUnix(double(d.utc[i])));
     putLe32(b, d.valid(i) ? 3 : 0);
     putLeDouble(b, d.lat(i));
     putLeDouble(b, d.lon(i));
@@ -753,7 +754,7 @@ bool makePlan(const QVector<Fix> &fixes, const Options &options, Plan *plan, QSt
         });
     } else if (layout == "camm") {
         timedTrack(plan, "meta", "CameraMetadataMotionHandler", box("camm", sampleEntryHead()));
-        perSecond([&](int i) { return cammSample(d, i, options.camm5); });
+        perSecond([&](int i) { return cammSample(d, i, options.camm5, options.cammUnix); });
     } else if (layout == "blackvue") {
         plan->before = blackvueFree(d, options.largeSizes);
     } else if (layout == "70mai") {

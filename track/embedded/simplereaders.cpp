@@ -1,10 +1,12 @@
 #include "simplereaders.h"
 
 #include "container.h"
+#include "gpstime.h"
 #include "nmeasentence.h"
 #include "tracklimits.h"
 #include "videoinfoparse.h"
 
+#include <QDateTime>
 #include <QDebug>
 #include <QRegularExpression>
 
@@ -124,14 +126,11 @@ bool CammReader::decode(const QByteArray &sample, double at, QVector<Fix> &fixes
                 f.altitude = b.f64le(pos + 20);
                 f.valid = true;
             } else {
-                double seconds = b.f64le(pos + 4);
-                // GPS epoch by the format; some writers use Unix time.
-                constexpr double gpsEpoch = 315964800.0;
-                if (seconds > 0 && seconds < 1.0e6 * 86400) {
-                    if (seconds < 1.4e9)
-                        seconds += gpsEpoch;
+                // As written: which clock it counts is decided for the
+                // whole file by placeTimes().
+                const double seconds = b.f64le(pos + 4);
+                if (seconds > 0 && seconds < 1.0e6 * 86400)
                     f.clockMs = qint64(seconds * 1000.0);
-                }
                 f.valid = b.u32le(pos + 12) >= 2;
                 f.latitude = b.f64le(pos + 16);
                 f.longitude = b.f64le(pos + 24);
@@ -147,6 +146,33 @@ bool CammReader::decode(const QByteArray &sample, double at, QVector<Fix> &fixes
         pos += sizes[type];
     }
     return b.ok && pos == sample.size(); // bytes left over are a packet cut short
+}
+
+void CammReader::placeTimes(QVector<Fix> &fixes, qint64 creationTime)
+{
+    // The format counts GPS time (ahead of UTC by the leap seconds); some
+    // writers put Unix time there. The reading nearer the file's own
+    // creation time tells which; a fixed threshold would take every GPS
+    // time after May 2024 for Unix time.
+    qint64 first = -1;
+    for (const Fix &f : fixes)
+        if (f.clockMs > 0) {
+            first = f.clockMs / 1000;
+            break;
+        }
+    if (first < 0)
+        return;
+    const double asGps = gpstime::toUnix(double(first));
+    bool unix;
+    if (creationTime > 0)
+        unix = std::abs(double(first) - creationTime) < std::abs(asGps - creationTime);
+    else
+        unix = asGps > QDateTime::currentSecsSinceEpoch() + 86400;
+    if (unix)
+        return;
+    for (Fix &f : fixes)
+        if (f.clockMs > 0)
+            f.clockMs = qint64(std::llround(gpstime::toUnix(f.clockMs / 1000.0) * 1000.0));
 }
 
 Outcome CammReader::read(Container &file, Telemetry &out)
@@ -168,8 +194,10 @@ Outcome CammReader::read(Container &file, Telemetry &out)
             }
             return Verdict::Taken;
         });
-    if (o == Outcome::Read)
+    if (o == Outcome::Read) {
+        placeTimes(out.fixes, file.creationTime);
         speedsFromPositions(out.fixes); // type 5 has none
+    }
     if (o == Outcome::Absent && present && firstBroken >= 0) {
         out.error = QStringLiteral("CAMM track holds no readable packet (the first broken sample "
                                    "at offset %1)")

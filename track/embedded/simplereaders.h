@@ -30,6 +30,9 @@ public:
     Outcome read(Container &file, Telemetry &out) override;
     // The packets of one sample; false when one is cut short or unknown.
     static bool decode(const QByteArray &sample, double at, QVector<Fix> &fixes);
+    // Type 6 times as decoded to UTC, by the file's creation time (Unix s,
+    // -1 when unknown).
+    static void placeTimes(QVector<Fix> &fixes, qint64 creationTime);
 };
 
 // 70mai Pro, Midrive D02/D03: a top-level `GPS ` box of 36-byte records.

@@ -1,0 +1,89 @@
+#include "videoexport.h"
+
+#include "exporters.h"
+#include "outputfile.h"
+
+#include <QFileInfo>
+#include <QSaveFile>
+#include <sstream>
+
+namespace videoexport {
+
+namespace {
+
+// The stretch's fixes, a GPX segment a clip, from where its video begins.
+bool writeGpx(const Stretch &stretch, const QVector<double> &starts, const QString &path,
+              QString *error)
+{
+    QVector<exporters::Segment> segments;
+    for (int i = 0; i < stretch.pieces.size(); ++i) {
+        const Piece &p = stretch.pieces[i];
+        const double from = i < starts.size() ? starts[i] : p.from;
+        exporters::Segment s;
+        s.name = QFileInfo(p.clip.path).fileName();
+        for (const trip::Point &pt : p.clip.points)
+            if (pt.second + 1 > from && pt.second < p.to && pt.sample.valid)
+                s.points.append({pt.second, &pt.sample});
+        segments.append(s);
+    }
+    std::ostringstream os;
+    exporters::writeSegments(QStringLiteral("gpx"), QFileInfo(path).completeBaseName(), segments,
+                             os);
+    QSaveFile f(path);
+    const std::string text = os.str();
+    if (!f.open(QIODevice::WriteOnly) ||
+        f.write(text.data(), qint64(text.size())) != qint64(text.size()) || !f.commit()) {
+        *error = QStringLiteral("cannot write %1: %2").arg(path, f.errorString());
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+QString gpxPathFor(const QString &output)
+{
+    const QFileInfo info(output);
+    return info.absolutePath() + QLatin1Char('/') + info.completeBaseName() +
+           QStringLiteral(".gpx");
+}
+
+Result exportStretch(const Stretch &stretch, const Options &options, const ProgressFn &progress)
+{
+    Result result;
+    if (options.overlay) {
+        result.badInput = true;
+        result.error = QStringLiteral("the dashboard drawn into the picture is not built yet; "
+                                      "export without it (--no-overlay)");
+        return result;
+    }
+    OutputFile out;
+    if (!out.prepare(options.output, options.replace, &result.error)) {
+        result.badInput = true;
+        return result;
+    }
+    if (options.gpx) {
+        result.gpxPath = gpxPathFor(options.output);
+        if (QFileInfo::exists(result.gpxPath) && !options.replace) {
+            result.badInput = true;
+            result.error = QStringLiteral("%1 exists (--force replaces it)").arg(result.gpxPath);
+            return result;
+        }
+    }
+    StreamCopy copy;
+    if (!copy.run(stretch, out.partPath(), progress)) {
+        result.cancelled = copy.cancelled();
+        result.error = copy.error();
+        return result;
+    }
+    if (options.gpx && !writeGpx(stretch, copy.pieceStarts(), result.gpxPath, &result.error))
+        return result;
+    if (!out.commit(&result.error))
+        return result;
+    result.ok = true;
+    result.seconds = copy.seconds();
+    result.trackPackets = copy.trackPackets();
+    return result;
+}
+
+} // namespace videoexport

@@ -1,0 +1,37 @@
+#pragma once
+
+// Evidence clips: a stretch of a drive written as one MP4 with the track
+// inside (a CAMM metadata track) and, when asked, a GPX file beside it.
+
+#include "streamcopy.h"
+#include "stretch.h"
+
+#include <QString>
+
+namespace videoexport {
+
+struct Options
+{
+    QString output;
+    bool overlay = true; // the dashboard drawn into the picture (re-encodes)
+    QString preset = QStringLiteral("balanced"); // fast, balanced, small
+    bool gpx = false;                            // OUT.gpx beside OUT.mp4
+    bool replace = false;
+};
+
+struct Result
+{
+    bool ok = false;
+    bool cancelled = false;
+    bool badInput = false; // the request, not the writing, failed
+    QString error;         // one line
+    double seconds = 0.0;  // the video's length
+    int trackPackets = 0;
+    QString gpxPath;
+};
+
+QString gpxPathFor(const QString &output);
+
+Result exportStretch(const Stretch &stretch, const Options &options, const ProgressFn &progress);
+
+} // namespace videoexport
