@@ -1,13 +1,15 @@
 #pragma once
 
+#include "gauge.h"
+
 #include <QColor>
 #include <QPropertyAnimation>
 #include <QString>
 #include <QWidget>
 
-// A round dial gauge, painted from its properties on every paint: scale with
-// ticks and numbers, needle, numeric read-out, units, label, a threshold arc
-// that raises an alarm, and optional valid and warning windows.
+// The speed gauge as a widget: the dial of dashboard::Gauge, whose painting
+// the exported videos share, with properties, an alarm signal when the value
+// crosses the threshold, and a spring animation.
 class QMeter : public QWidget
 {
     Q_OBJECT
@@ -37,35 +39,37 @@ class QMeter : public QWidget
 public:
     explicit QMeter(QWidget *parent = nullptr);
 
-    double value() const { return m_value; }
-    double minValue() const { return m_minValue; }
-    double maxValue() const { return m_maxValue; }
-    double threshold() const { return m_threshold; }
-    int precision() const { return m_precision; }
-    int precisionNumeric() const { return m_precisionNumeric; }
-    QString units() const { return m_units; }
-    QString label() const { return m_label; }
-    int steps() const { return m_steps; }
-    double startAngle() const { return m_startAngle; }
-    double endAngle() const { return m_endAngle; }
-    QColor foreground() const { return m_foreground; }
-    QColor background() const { return m_background; }
-    bool enableThreshold() const { return m_enableThreshold; }
-    double beginValidValue() const { return m_beginValidValue; }
-    double endValidValue() const { return m_endValidValue; }
-    bool enableValidWindow() const { return m_enableValidWindow; }
-    double beginWarningValue() const { return m_beginWarningValue; }
-    double endWarningValue() const { return m_endWarningValue; }
-    bool enableWarningWindow() const { return m_enableWarningWindow; }
-    bool enableNumericIndicator() const { return m_enableNumericIndicator; }
+    double value() const { return g.value; }
+    double minValue() const { return g.minValue; }
+    double maxValue() const { return g.maxValue; }
+    double threshold() const { return g.threshold; }
+    int precision() const { return g.precision; }
+    int precisionNumeric() const { return g.precisionNumeric; }
+    QString units() const { return g.units; }
+    QString label() const { return g.label; }
+    int steps() const { return g.steps; }
+    double startAngle() const { return g.startAngle; }
+    double endAngle() const { return g.endAngle; }
+    QColor foreground() const { return g.foreground; }
+    QColor background() const { return g.background; }
+    bool enableThreshold() const { return g.enableThreshold; }
+    double beginValidValue() const { return g.beginValidValue; }
+    double endValidValue() const { return g.endValidValue; }
+    bool enableValidWindow() const { return g.enableValidWindow; }
+    double beginWarningValue() const { return g.beginWarningValue; }
+    double endWarningValue() const { return g.endWarningValue; }
+    bool enableWarningWindow() const { return g.enableWarningWindow; }
+    bool enableNumericIndicator() const { return g.enableNumericIndicator; }
 
     bool thresholdFlag() const { return m_thresholdFlag; } // the alarm is on
 
     // The dial angle of a value, in degrees counter-clockwise from 3 o'clock.
-    double angleOf(double v) const;
+    double angleOf(double v) const { return g.angleOf(v); }
     // The texts the dial shows: scale number i (0 .. steps) and the read-out.
-    QString scaleText(int i) const;
-    QString numericText() const;
+    QString scaleText(int i) const { return g.scaleText(i); }
+    QString numericText() const { return g.numericText(); }
+    // What it paints, for painting elsewhere (the exported dashboard).
+    const dashboard::Gauge &gauge() const { return g; }
 
     void thresholdManager();
 
@@ -104,43 +108,9 @@ public slots:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
-    void drawBackground(QPainter *painter);
-    void drawCoverGlass(QPainter *painter);
-    void drawTicks(QPainter *painter);
-    void drawScale(QPainter *painter);
-    void drawUnits(QPainter *painter);
-    void drawThresholdLine(QPainter *painter);
-    void drawWarningWindow(QPainter *painter);
-    void drawValidWindow(QPainter *painter);
-    void drawNeedle(QPainter *painter);
-    void drawNumericValue(QPainter *painter);
-    void drawLabel(QPainter *painter);
-    void drawCrown(QPainter *painter);
 
 private:
-    void drawWindow(QPainter *painter, double begin, double end, Qt::GlobalColor color);
-
-    double m_value = 0;
-    double m_maxValue = 240;
-    double m_minValue = 0;
-    int m_precision = 0;
-    int m_precisionNumeric = 1;
-    QString m_units = "Km/h";
-    QString m_label;
-    int m_steps = 10;
-    double m_startAngle = 225.0;
-    double m_endAngle = -45.0;
-    double m_threshold = 80;
+    dashboard::Gauge g;
     bool m_thresholdFlag = false;
-    bool m_enableValidWindow = false;
-    double m_beginValidValue = 40.0;
-    double m_endValidValue = 50.0;
-    bool m_enableWarningWindow = false;
-    double m_beginWarningValue = 30.0;
-    double m_endWarningValue = 60.0;
-    bool m_enableThreshold = true;
-    bool m_enableNumericIndicator = true;
-    QColor m_foreground = Qt::black;
-    QColor m_background = Qt::white;
     QPropertyAnimation animation;
 };

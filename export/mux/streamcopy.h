@@ -15,6 +15,9 @@ namespace videoexport {
 // Seconds written so far of the total; false cancels.
 using ProgressFn = std::function<bool(double done, double total)>;
 
+// Whether any clip of the stretch has a fix to carry.
+bool hasFixes(const Stretch &stretch);
+
 class StreamCopy
 {
 public:
