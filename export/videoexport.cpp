@@ -2,6 +2,7 @@
 
 #include "exporters.h"
 #include "outputfile.h"
+#include "videoencoder.h"
 
 #include <QFileInfo>
 #include <QSaveFile>
@@ -51,10 +52,11 @@ QString gpxPathFor(const QString &output)
 Result exportStretch(const Stretch &stretch, const Options &options, const ProgressFn &progress)
 {
     Result result;
-    if (options.overlay) {
+    EncoderPreset preset;
+    if (!encoderPreset(options.preset, &preset)) {
         result.badInput = true;
-        result.error = QStringLiteral("the dashboard drawn into the picture is not built yet; "
-                                      "export without it (--no-overlay)");
+        result.error =
+            QStringLiteral("unknown preset %1 (fast, balanced or small)").arg(options.preset);
         return result;
     }
     OutputFile out;
@@ -70,19 +72,41 @@ Result exportStretch(const Stretch &stretch, const Options &options, const Progr
             return result;
         }
     }
-    StreamCopy copy;
-    if (!copy.run(stretch, out.partPath(), progress)) {
-        result.cancelled = copy.cancelled();
-        result.error = copy.error();
-        return result;
+    QVector<double> starts;
+    if (options.overlay) {
+        OverlayExport encode;
+        OverlaySettings settings;
+        settings.panel = options.panel;
+        settings.preset = options.preset;
+        const bool ok = encode.run(stretch, out.partPath(), settings, progress);
+        result.frames = encode.frames();
+        result.drawn = encode.drawn();
+        result.overlayMs = encode.overlayMs();
+        if (!ok) {
+            result.cancelled = encode.cancelled();
+            result.error = encode.error();
+            return result;
+        }
+        result.seconds = encode.seconds();
+        result.trackPackets = encode.trackPackets();
+        for (const Piece &p : stretch.pieces)
+            starts.append(p.from); // cut to the frame
+    } else {
+        StreamCopy copy;
+        if (!copy.run(stretch, out.partPath(), progress)) {
+            result.cancelled = copy.cancelled();
+            result.error = copy.error();
+            return result;
+        }
+        result.seconds = copy.seconds();
+        result.trackPackets = copy.trackPackets();
+        starts = copy.pieceStarts();
     }
-    if (options.gpx && !writeGpx(stretch, copy.pieceStarts(), result.gpxPath, &result.error))
+    if (options.gpx && !writeGpx(stretch, starts, result.gpxPath, &result.error))
         return result;
     if (!out.commit(&result.error))
         return result;
     result.ok = true;
-    result.seconds = copy.seconds();
-    result.trackPackets = copy.trackPackets();
     return result;
 }
 

@@ -3,6 +3,7 @@
 // Evidence clips: a stretch of a drive written as one MP4 with the track
 // inside (a CAMM metadata track) and, when asked, a GPX file beside it.
 
+#include "overlayexport.h"
 #include "streamcopy.h"
 #include "stretch.h"
 
@@ -17,6 +18,7 @@ struct Options
     QString preset = QStringLiteral("balanced"); // fast, balanced, small
     bool gpx = false;                            // OUT.gpx beside OUT.mp4
     bool replace = false;
+    dashboard::PanelOptions panel; // what the overlay shows, and how
 };
 
 struct Result
@@ -28,6 +30,11 @@ struct Result
     double seconds = 0.0;  // the video's length
     int trackPackets = 0;
     QString gpxPath;
+    // The overlay's: frames encoded, the panel's repaints and what they
+    // showed, and the time spent drawing and blending it.
+    int frames = 0;
+    QVector<DrawnSecond> drawn;
+    double overlayMs = 0.0;
 };
 
 QString gpxPathFor(const QString &output);

@@ -1,16 +1,19 @@
-// Evidence clips without re-encoding: a stretch of a drive across clips
-// written as one MP4 by velomar-export, its track inside as CAMM, read back
-// by velomar-track, exiftool and ffprobe; bad requests refused in one line,
-// and a cancelled export leaving nothing behind.
+// Evidence clips: a stretch of a drive across clips written as one MP4 by
+// velomar-export, copied or re-encoded with the dashboard burnt in, its
+// track inside as CAMM, read back by velomar-track, exiftool and ffprobe;
+// what the dashboard drew checked against the track; bad requests refused in
+// one line, and a cancelled export leaving nothing behind.
 
 #include "embedgen.h"
 #include "exiftool.h"
 #include "moments.h"
+#include "readings.h"
 #include "testutil.h"
 #include "trip.h"
 #include "videoexport.h"
 
 #include <QDir>
+#include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -50,6 +53,29 @@ int videoFrames(const QString &path)
         run("ffprobe", {"-v", "error", "-count_frames", "-select_streams", "v:0", "-show_entries",
                         "stream=nb_read_frames", "-of", "csv=p=0", path});
     return r.out.trimmed().toInt();
+}
+
+// One decoded picture of a video, at a time in seconds.
+QImage frameAt(const QString &path, double seconds, const QString &png)
+{
+    const Run r = run(trackgen::ffmpegPath(), {"-v", "error", "-y", "-ss", QString::number(seconds),
+                                               "-i", path, "-frames:v", "1", png});
+    return r.exitCode == 0 ? QImage(png).convertToFormat(QImage::Format_RGB32) : QImage();
+}
+
+// The mean difference of two pictures' channels within a rectangle.
+double difference(const QImage &a, const QImage &b, const QRect &area)
+{
+    double sum = 0;
+    int n = 0;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x) {
+            const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
+            sum += std::abs(qRed(p) - qRed(q)) + std::abs(qGreen(p) - qGreen(q)) +
+                   std::abs(qBlue(p) - qBlue(q));
+            n += 3;
+        }
+    return n ? sum / n : 0.0;
 }
 
 } // namespace
@@ -190,6 +216,106 @@ private slots:
         QVERIFY(gpx.contains("2024-05-14T12:00:44Z"));
     }
 
+    void overlayAcrossThreeClips()
+    {
+        // The dashboard burnt in, across three clips, cut to the frame.
+        const QVector<trip::Drive> drives =
+            trip::drives(trip::readMoments(trip::findVideos({card})));
+        QCOMPARE(drives.size(), 1);
+        videoexport::Stretch stretch;
+        QString error;
+        QVERIFY2(videoexport::stretchOf(drives[0], 15.5, 45.5, stretch, &error), qPrintable(error));
+        videoexport::Options o;
+        o.output = out("overlay.mp4");
+        o.preset = "fast";
+        const videoexport::Result r = videoexport::exportStretch(stretch, o, {});
+        QVERIFY2(r.ok, qPrintable(r.error));
+        QCOMPARE(r.frames, 30 * fps);
+        QCOMPARE(videoFrames(o.output), 30 * fps);
+        const double length =
+            probe(o.output)["format"].toObject()["duration"].toString().toDouble();
+        QVERIFY2(std::abs(length - 30.0) <= 1.0 / fps + 0.03, qPrintable(QString::number(length)));
+        const Run decode =
+            run(trackgen::ffmpegPath(), {"-v", "error", "-i", o.output, "-f", "null", "-"});
+        QCOMPARE(decode.exitCode, 0);
+        QCOMPARE(decode.err, QByteArray());
+
+        // What the panel drew, second by second: the camera's clock, the
+        // track's speed and position at that second of the drive.
+        QCOMPARE(r.drawn.size(), 31); // 15.5 .. 45.5 s touches 31 seconds
+        QCOMPARE(r.drawn.first().frame, 0);
+        for (int k = 0; k < r.drawn.size(); ++k) {
+            const int second = 15 + k; // of the drive
+            const trip::Clip &clip = drives[0].clips[second / clipSeconds];
+            const VideoInfo *sample = nullptr;
+            for (const trip::Point &p : clip.points)
+                if (p.second == second % clipSeconds)
+                    sample = &p.sample;
+            QVERIFY(sample);
+            const QStringList texts = r.drawn[k].texts;
+            QCOMPARE(texts.size(), 3);
+            QCOMPARE(texts[0], QString("2024-05-14 14:00:%1").arg(second, 2, 10, QChar('0')));
+            QCOMPARE(texts[1], dashboard::speedText(sample->speed, dashboard::Unit::Kmh));
+            QVERIFY(std::abs(sample->speed - route[second].speedKmh) < 0.6);
+            QCOMPARE(texts[2], dashboard::coordinatesText(sample->signedLatitude(),
+                                                          sample->signedLongitude()));
+            // Repainted where the second changes: frame 5 is 16.0 s.
+            QCOMPARE(r.drawn[k].frame, k == 0 ? 0 : 5 + (k - 1) * fps);
+        }
+
+        // The panel is in the picture, and only there: the bottom-left
+        // corner differs from the source, the top right does not.
+        const QImage exported = frameAt(o.output, 2.5, out("exported.png"));
+        const QImage source =
+            frameAt(card + "/2024_0514_140000_0001F.MP4", 18.0, out("source.png"));
+        QVERIFY(!exported.isNull() && exported.size() == source.size());
+        const QRect corner(8, source.height() - 40, 40, 30);
+        const QRect clear(source.width() - 60, 10, 50, 40);
+        QVERIFY2(difference(exported, source, corner) > 30.0,
+                 qPrintable(QString::number(difference(exported, source, corner))));
+        QVERIFY2(difference(exported, source, clear) < 8.0,
+                 qPrintable(QString::number(difference(exported, source, clear))));
+
+        // The track inside, as the copy writes it.
+        const Run dump = run(VELOMAR_TRACK_TOOL, {"dump", o.output});
+        const QJsonArray samples = QJsonDocument::fromJson(dump.out).object()["samples"].toArray();
+        QCOMPARE(samples.size(), 31);
+        for (int k = 0; k < samples.size(); ++k) {
+            const QJsonObject s = samples[k].toObject();
+            QCOMPARE(s["time"].toString(), trackgen::hhmmss(route[15 + k].secondOfDay, ":"));
+            QVERIFY(metres(s["latitude"].toDouble(), s["longitude"].toDouble(),
+                           route[15 + k].latitude, route[15 + k].longitude) < 1.0);
+        }
+    }
+
+    void overlayFromTheCommandLine()
+    {
+        const QString mp4 = out("bar.mp4");
+        const Run r =
+            exportTool({card, "--from", "2024-05-14T14:00:30", "--to", "40", "--layout", "bar",
+                        "--unit", "mph", "--hide", "route", "--preset", "fast", "-o", mp4});
+        QVERIFY2(r.exitCode == 0, r.err.constData());
+        QCOMPARE(videoFrames(mp4), 10 * fps);
+    }
+
+    void overlayCancelled()
+    {
+        const QVector<trip::Drive> drives =
+            trip::drives(trip::readMoments(trip::findVideos({card})));
+        videoexport::Stretch stretch;
+        QString error;
+        QVERIFY(videoexport::stretchOf(drives[0], 0, 60, stretch, &error));
+        videoexport::Options o;
+        o.output = out("overlaycancelled.mp4");
+        o.preset = "fast";
+        const videoexport::Result r =
+            videoexport::exportStretch(stretch, o, [](double done, double) { return done < 25; });
+        QVERIFY(r.cancelled);
+        QVERIFY(QDir(dir.path())
+                    .entryList({"*overlaycancelled*"}, QDir::Files | QDir::Hidden)
+                    .isEmpty());
+    }
+
     void stretchByCameraClock()
     {
         // The same stretch named by the times the picture shows.
@@ -228,8 +354,9 @@ private slots:
             << QStringList{"-o", "/proc/velomar-export.mp4"} << "cannot write in /proc";
         QTest::newRow("missing folder")
             << QStringList{"-o", "/nonexistent/out.mp4"} << "does not exist";
-        QTest::newRow("overlay not built")
-            << QStringList{"--from", "0", "--to", "5"} << "--no-overlay";
+        QTest::newRow("unknown preset")
+            << QStringList{"--preset", "quick"} << "--preset is fast, balanced or small";
+        QTest::newRow("unknown element") << QStringList{"--hide", "clock"} << "no element clock";
     }
 
     void badRequestsRefusedInOneLine()
@@ -241,8 +368,7 @@ private slots:
             full << "-o" << out("bad.mp4");
         if (!full.first().startsWith('/'))
             full.prepend(card);
-        if (says != "--no-overlay")
-            full << "--no-overlay";
+        full << "--no-overlay";
         const Run r = exportTool(full);
         QCOMPARE(r.exitCode, 2);
         const QString err = QString::fromUtf8(r.err).trimmed();
@@ -370,5 +496,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(VideoExportTest)
+QTEST_MAIN(VideoExportTest) // the dashboard paints text: a GUI application
 #include "tst_videoexport.moc"

@@ -86,10 +86,13 @@ void Muxer::queueTrack(const Piece &piece, qint64 startUs, qint64 atUs)
         if (ms <= queuedUntilMs)
             continue;
         queuedUntilMs = ms;
+        // Not past the piece's end: the track ends with the picture.
+        const qint64 endMs = (atUs + toUs - startUs) / 1000;
+        const qint64 durationMs = std::clamp<qint64>(endMs - ms, 1, 1000);
         const QDateTime utc =
             piece.clip.utc.isValid() ? piece.clip.utc.addSecs(p.second) : QDateTime();
         const VideoInfo *next = k + 1 < points.size() ? &points[k + 1].sample : nullptr;
-        queue.push_back({ms, cammPacket(p.sample, utc, next)});
+        queue.push_back({ms, durationMs, cammPacket(p.sample, utc, next)});
     }
 }
 
@@ -126,7 +129,7 @@ bool Muxer::flushTrack(qint64 untilMs, QString *error)
         memcpy(pkt->data, t.data.constData(), size_t(t.data.size()));
         pkt->stream_index = trackStream->index;
         pkt->pts = pkt->dts = av_rescale_q(t.ms, milli, trackStream->time_base);
-        pkt->duration = av_rescale_q(1000, milli, trackStream->time_base);
+        pkt->duration = av_rescale_q(t.durationMs, milli, trackStream->time_base);
         queue.pop_front();
         if (!write(pkt.get(), 2, error))
             return false;

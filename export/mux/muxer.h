@@ -47,6 +47,7 @@ private:
     struct TrackPacket
     {
         qint64 ms;
+        qint64 durationMs;
         QByteArray data;
     };
     QString file;

@@ -5,10 +5,10 @@
 #include "trip.h"
 #include "videoexport.h"
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <atomic>
 #include <csignal>
 #include <cstdio>
@@ -20,6 +20,8 @@ namespace {
 const char *usage =
     "Usage: velomar-export PATH... [--from TIME] [--to TIME] [--no-overlay]\n"
     "                      [--preset fast|balanced|small] [--gpx] [--force] -o OUT.mp4\n"
+    "                      [--layout corner|bar] [--hide ELEMENT,...] [--unit kmh|mph]\n"
+    "                      [--limit SPEED]\n"
     "\n"
     "Writes a stretch of a drive as one MP4 with the GPS track inside it (a CAMM\n"
     "metadata track, which exiftool and Velomar read). PATH is clips or a folder;\n"
@@ -27,9 +29,17 @@ const char *usage =
     "a date and time. TIME is seconds into the drive (95, 95.5) or a date and time\n"
     "on the camera's clock (2024-05-14T14:03:10); --from defaults to the drive's\n"
     "start, --to to its end.\n"
+    "By default the dashboard is drawn into the picture (re-encoded with x264, cut\n"
+    "to the frame): date and time on the camera's clock, speed, the speed gauge,\n"
+    "signed coordinates and a map of the stretch's route drawn from the track.\n"
     "  --no-overlay  copy the video and sound as recorded, no re-encoding, cut at\n"
     "                the key frame at or before --from\n"
-    "  --preset      speed against file size of a re-encoded export\n"
+    "  --preset      speed against file size of a re-encoded export: x264's\n"
+    "                ultrafast, veryfast or medium (default balanced: veryfast)\n"
+    "  --layout      the dashboard as a corner panel (default) or a bottom bar\n"
+    "  --hide        leave out any of time, speed, gauge, coordinates, route\n"
+    "  --unit        speeds in km/h (default) or mph\n"
+    "  --limit       the gauge's red arc from this speed (in --unit)\n"
     "  --gpx         also write the stretch's track as OUT.gpx\n"
     "  --force       replace OUT.mp4 (and OUT.gpx) where they exist\n"
     "Progress goes to standard error. Exit status: 0 done, 1 the export failed\n"
@@ -52,6 +62,9 @@ void quietDebug(QtMsgType type, const QMessageLogContext &, const QString &messa
 {
     if (type == QtDebugMsg || type == QtInfoMsg)
         return;
+    // Qt's note that a command-line session has no runtime folder.
+    if (message.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR")))
+        return;
     std::cerr << message.toStdString() << '\n';
 }
 
@@ -59,16 +72,21 @@ void quietDebug(QtMsgType type, const QMessageLogContext &, const QString &messa
 
 int main(int argc, char **argv)
 {
-    QCoreApplication app(argc, argv);
+    // The dashboard is painted with Qt's fonts, which need a GUI
+    // application; a command-line tool never needs a display.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (qgetenv("VELOMAR_DEBUG").isEmpty())
+        qInstallMessageHandler(quietDebug);
+    QGuiApplication app(argc, argv);
     // Ctrl+C stops the export at its next packet, and its part file goes.
     std::signal(SIGINT, onSignal);
     std::signal(SIGTERM, onSignal);
-    if (qgetenv("VELOMAR_DEBUG").isEmpty())
-        qInstallMessageHandler(quietDebug);
 
     QStringList paths;
     QString fromText, toText;
     videoexport::Options options;
+    double limitValue = 0.0;
     const QStringList args = app.arguments().mid(1);
     for (int i = 0; i < args.size(); ++i) {
         const QString &a = args[i];
@@ -93,6 +111,41 @@ int main(int argc, char **argv)
             if (!value(&options.preset) ||
                 !QStringList({"fast", "balanced", "small"}).contains(options.preset))
                 return fail("--preset is fast, balanced or small");
+        } else if (a == "--layout") {
+            QString layout;
+            if (!value(&layout) || (layout != "corner" && layout != "bar"))
+                return fail("--layout is corner or bar");
+            options.panel.layout = layout == "bar" ? dashboard::PanelOptions::Layout::Bar
+                                                   : dashboard::PanelOptions::Layout::Corner;
+        } else if (a == "--hide") {
+            QString list;
+            if (!value(&list))
+                return fail("--hide needs a list of elements");
+            for (const QString &e : list.split(',', Qt::SkipEmptyParts)) {
+                bool *flag = e == "time"          ? &options.panel.time
+                             : e == "speed"       ? &options.panel.speed
+                             : e == "gauge"       ? &options.panel.gauge
+                             : e == "coordinates" ? &options.panel.coordinates
+                             : e == "route"       ? &options.panel.route
+                                                  : nullptr;
+                if (!flag)
+                    return fail(QString("--hide: no element %1 (time, speed, gauge, coordinates, "
+                                        "route)")
+                                    .arg(e));
+                *flag = false;
+            }
+        } else if (a == "--unit") {
+            QString unit;
+            if (!value(&unit) || (unit != "kmh" && unit != "mph"))
+                return fail("--unit is kmh or mph");
+            options.panel.unit = unit == "mph" ? dashboard::Unit::Mph : dashboard::Unit::Kmh;
+        } else if (a == "--limit") {
+            QString limit;
+            bool ok = false;
+            if (value(&limit))
+                limitValue = limit.toDouble(&ok);
+            if (!ok || limitValue <= 0)
+                return fail("--limit needs a speed above 0");
         } else if (a == "--gpx") {
             options.gpx = true;
         } else if (a == "--force") {
@@ -106,6 +159,10 @@ int main(int argc, char **argv)
             paths.append(a);
         }
     }
+    if (limitValue > 0)
+        options.panel.limitKmh = options.panel.unit == dashboard::Unit::Mph
+                                     ? limitValue / dashboard::milesPerKm
+                                     : limitValue;
     if (paths.isEmpty())
         return fail("no clip or folder given (--help for usage)");
     if (options.output.isEmpty())
