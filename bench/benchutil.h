@@ -25,28 +25,49 @@ inline double median(std::vector<double> v)
     return v.empty() ? 0 : v[v.size() / 2];
 }
 
-// The peak resident size of one `velomar-track dump VIDEO` run by `tool`,
-// in MiB, or -1 when it did not run. The kernel counts the spawning
-// process's own peak into the child's (they share memory until the exec),
-// so the caller keeps small.
-inline double dumpPeakMiB(const QByteArray &tool, const QByteArray &video)
+// A program run to its end with its output thrown away: how long it took,
+// its peak resident size in MiB and its exit status (-1: it did not run).
+// The kernel counts the spawning process's own peak into the child's (they
+// share memory until the exec), so the caller keeps small.
+struct Spawned
 {
-    char *argv[] = {const_cast<char *>(tool.constData()), const_cast<char *>("dump"),
-                    const_cast<char *>(video.constData()), nullptr};
+    double wallSeconds = 0;
+    double peakMiB = -1;
+    int exitCode = -1;
+};
+inline Spawned spawnMeasured(const std::vector<QByteArray> &args)
+{
+    std::vector<char *> argv;
+    for (const QByteArray &a : args)
+        argv.push_back(const_cast<char *>(a.constData()));
+    argv.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    Spawned r;
+    QElapsedTimer wall;
+    wall.start();
     pid_t pid;
-    const int failed = posix_spawn(&pid, argv[0], &actions, nullptr, argv, environ);
+    const int failed = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     if (failed)
-        return -1;
+        return r;
     int status;
     rusage usage{};
     if (wait4(pid, &status, 0, &usage) != pid)
-        return -1;
-    return double(usage.ru_maxrss) / 1024.0; // ru_maxrss is in KiB
+        return r;
+    r.wallSeconds = wall.elapsed() / 1000.0;
+    r.peakMiB = double(usage.ru_maxrss) / 1024.0; // ru_maxrss is in KiB
+    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return r;
+}
+
+// The peak resident size of one `velomar-track dump VIDEO` run by `tool`,
+// in MiB, or -1 when it did not run.
+inline double dumpPeakMiB(const QByteArray &tool, const QByteArray &video)
+{
+    return spawnMeasured({tool, "dump", video}).peakMiB;
 }
 
 // CPU seconds of this process (RUSAGE_SELF) or its finished children

@@ -11,6 +11,9 @@ build-bench/bin/bench_track --benchmark_repetitions="${BENCH_REPETITIONS:-3}" \
 # GPS inside videos: each layout against exiftool; a 4 GB file's memory.
 echo "== bench_embedded"
 build-bench/bin/bench_embedded "$@"
+# Evidence clips: overlay and copy against ffmpeg; drawing; Cancel.
+echo "== bench_export"
+build-bench/bin/bench_export "$@"
 # The rest draw on a display: a virtual one where there is none.
 on_display() {
     if [ -z "${DISPLAY:-}" ]; then

@@ -326,7 +326,10 @@ class EmbedGenTest : public QObject
             }
             if (traits.clock) {
                 QVERIFY2(doc.contains("GPSDateTime"), qPrintable(where + " without its time"));
-                QCOMPARE(exifTime(doc["GPSDateTime"].first()), double(start + second));
+                // exiftool counts CAMM type 6 GPS time from the GPS epoch without
+                // taking off the leap seconds it runs ahead of UTC.
+                const double leap = o.layout == "camm" && !o.camm5 ? 18.0 : 0.0;
+                QCOMPARE(exifTime(doc["GPSDateTime"].first()), double(start + second) + leap);
             }
         }
         for (int i = 0; i < seconds; ++i) {

@@ -4,6 +4,7 @@
 // what the dashboard drew checked against the track; bad requests refused in
 // one line, and a cancelled export leaving nothing behind.
 
+#include "colours.h"
 #include "embedgen.h"
 #include "exiftool.h"
 #include "moments.h"
@@ -314,6 +315,33 @@ private slots:
         QVERIFY(QDir(dir.path())
                     .entryList({"*overlaycancelled*"}, QDir::Files | QDir::Hidden)
                     .isEmpty());
+    }
+
+    void otherCamerasAsPictureInPicture()
+    {
+        // A front (blue, with the GPS) and a rear (red) camera of one
+        // moment: the rear appears small at the top right, as the player
+        // shows it.
+        const QString movie = dir.filePath("pip/DCIM/Movie");
+        QVERIFY(QDir().mkpath(movie));
+        const QString bluePlain = dir.filePath("blue.mp4");
+        QVERIFY(colours::clip(bluePlain, "blue", {640, 360}, 4));
+        QVERIFY(colours::clip(movie + "/2024_0514_150000_0001R.MP4", "red", {640, 360}, 4));
+        embedgen::Options o;
+        o.layout = "novatek";
+        o.date = "2024-05-14";
+        QString error;
+        QVERIFY2(embedgen::write(bluePlain, movie + "/2024_0514_150000_0001F.MP4", route.mid(0, 4),
+                                 o, &error),
+                 qPrintable(error));
+        const QString mp4 = out("pip.mp4");
+        const Run r = exportTool({dir.filePath("pip"), "--preset", "fast", "-o", mp4});
+        QVERIFY2(r.exitCode == 0, r.err.constData());
+        const QImage picture = frameAt(mp4, 1.5, out("pip.png"));
+        QVERIFY(!picture.isNull());
+        QCOMPARE(colours::at(picture, QPointF(0.86, 0.15)), QString("red"));
+        QCOMPARE(colours::at(picture, QPointF(0.5, 0.4)), QString("blue"));
+        QCOMPARE(colours::at(picture, QPointF(0.6, 0.15)), QString("blue"));
     }
 
     void stretchByCameraClock()

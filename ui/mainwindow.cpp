@@ -76,6 +76,7 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
     connect(cameras, &Cameras::layoutChosen, this, [this] { saveParam(); });
     recordingKinds = new RecordingKinds(driveMenu, this);
     connect(recordingKinds, &RecordingKinds::filterChanged, this, [this] { refillDriveList(); });
+    setUpEvidenceExport();
     loadingDialog = new LoadingDialog;
     parseTimer = new QTimer;
     connect(parseTimer, SIGNAL(timeout()), this, SLOT(videoInfoParseEnd()));

@@ -10,6 +10,7 @@ class BrowserPage;
 class Cameras;
 class RecordingKinds;
 class DriveList;
+class EvidenceExport;
 class QAction;
 class QLabel;
 class QMenu;
@@ -259,4 +260,10 @@ private:
     QAction *actionRemoveImport = nullptr; // "Remove imported track"
     QString trackSourceText() const;
     void updateTrackSource(); // the two above, for the video open
+
+    // Evidence clips: the stretch marked with I and O, "Export video…"
+    // (mainwindow_export.cpp).
+    void setUpEvidenceExport();
+    void showMarks(); // the marked stretch on the slider, for the clip open
+    EvidenceExport *evidence = nullptr;
 };

@@ -4,6 +4,7 @@
 #include "cameras.h"
 #include "config.h"
 #include "languageparse.h"
+#include "evidenceexport.h"
 #include "mainwindow.h"
 #include "qmeter.h"
 #include "recordingkinds.h"
@@ -120,6 +121,7 @@ void MainWindow::setUp_Language(QString lang)
     retranslateTrackTools();
     cameras->retranslate(language);
     recordingKinds->retranslate(language);
+    evidence->retranslate(language);
     refillDriveList(); // the headers' and badges' words
 }
 

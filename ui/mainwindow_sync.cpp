@@ -94,6 +94,7 @@ void MainWindow::videoPlayStarted()
     ui->txtPlayTime->setText("00:00");
     ui->txtTotalTime->setText(minutesSeconds(d));
     ui->videoSlider->setRange(0, int(d));
+    showMarks();
     for (QWidget *w :
          {static_cast<QWidget *>(ui->btnPlay), static_cast<QWidget *>(ui->btnStop),
           static_cast<QWidget *>(ui->btnSnap), static_cast<QWidget *>(ui->videoSlider)})

@@ -2,13 +2,51 @@
 
 #include <QDebug>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QStyle>
 #include <QStyleOptionSlider>
+#include <algorithm>
 
 Slider::Slider(QWidget *parent) : QSlider(parent)
 {
     setOrientation(Qt::Horizontal);
     setMouseTracking(true); // moves arrive without a pressed button
+}
+
+void Slider::setMarked(double from, double to)
+{
+    if (from == markedFrom && to == markedTo)
+        return;
+    markedFrom = from;
+    markedTo = to;
+    update();
+}
+
+void Slider::paintEvent(QPaintEvent *event)
+{
+    QSlider::paintEvent(event);
+    if (!hasMarked() || maximum() <= minimum())
+        return;
+    QStyleOptionSlider option;
+    initStyleOption(&option);
+    const QRect groove =
+        style()->subControlRect(QStyle::CC_Slider, &option, QStyle::SC_SliderGroove, this);
+    const int handle = style()->pixelMetric(QStyle::PM_SliderLength, &option, this);
+    // Where the handle's centre stands for each value.
+    const double span = groove.width() - handle;
+    auto x = [&](double v) {
+        const double f = std::clamp((v - minimum()) / double(maximum() - minimum()), 0.0, 1.0);
+        return groove.x() + handle / 2.0 + f * span;
+    };
+    QPainter painter(this);
+    const QColor mark = palette().color(QPalette::Highlight);
+    QColor fill = mark;
+    fill.setAlpha(110);
+    const QRectF band(QPointF(x(markedFrom), groove.center().y() - 3),
+                      QPointF(x(markedTo), groove.center().y() + 3));
+    painter.fillRect(band, fill);
+    painter.fillRect(QRectF(band.left() - 1, groove.top(), 2, groove.height()), mark);
+    painter.fillRect(QRectF(band.right() - 1, groove.top(), 2, groove.height()), mark);
 }
 
 void Slider::enterEvent(QEvent *event)

@@ -1,5 +1,6 @@
 #include "overlayexport.h"
 
+#include "inset.h"
 #include "muxer.h"
 #include "panelblend.h"
 #include "piecereader.h"
@@ -150,6 +151,16 @@ bool OverlayExport::run(const Stretch &stretch, const QString &path,
         Scaler scaler;
         Frame converted;
 
+        // The moment's other cameras as picture in picture.
+        std::vector<std::unique_ptr<Inset>> insets;
+        for (const trip::Channel &ch : piece.clip.channels) {
+            if (ch.path.isEmpty() || ch.path == piece.clip.path || insets.size() >= 3)
+                continue;
+            auto inset = std::make_unique<Inset>();
+            if (inset->open(piece, ch.path, int(insets.size()), width, height))
+                insets.push_back(std::move(inset));
+        }
+
         QHash<int, const VideoInfo *> bySecond;
         for (const trip::Point &pt : piece.clip.points)
             bySecond.insert(pt.second, &pt.sample);
@@ -205,6 +216,9 @@ bool OverlayExport::run(const Stretch &stretch, const QString &path,
                     message = QStringLiteral("out of memory");
                     return false;
                 }
+
+                for (const auto &inset : insets)
+                    inset->apply(picture, tUs);
 
                 overlayClock.start();
                 const int second = int(tUs / 1000000);

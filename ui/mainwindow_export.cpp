@@ -1,0 +1,61 @@
+// MainWindow: evidence clips. The marks of the stretch to export, on the
+// time line and the slider, and "Export video…" (EvidenceExport).
+
+#include "avplayer.h"
+#include "drivelist.h"
+#include "evidenceexport.h"
+#include "mainwindow.h"
+#include "slider.h"
+#include "ui_mainwindow.h"
+#include "videosettings.h"
+
+#include <QMenu>
+
+void MainWindow::setUpEvidenceExport()
+{
+    driveMenu->addSeparator();
+    evidence = new EvidenceExport(driveMenu, this);
+    // A clip opened alone is a drive of its own; read once while it plays.
+    auto lone = std::make_shared<trip::Clip>();
+    evidence->setLocator([this, lone](EvidenceExport::Position *p) {
+        if (!videoOpen())
+            return false;
+        const QString file = player->file();
+        const DriveList::Place at = driveList->place(file);
+        if (at.valid()) {
+            p->drive = driveList->drives()[at.drive];
+            p->driveIndex = at.drive;
+            p->clip = at.clip;
+        } else {
+            if (lone->path != file)
+                *lone = trip::readClip(file, videoSettings->folder());
+            p->drive.clips = {*lone};
+            p->driveIndex = -1;
+            p->clip = 0;
+        }
+        p->second = player->position() / 1000.0;
+        evidence->setUnit(speedFactor() == 1.0 ? dashboard::Unit::Kmh : dashboard::Unit::Mph);
+        return true;
+    });
+    connect(evidence, &EvidenceExport::marksChanged, this, &MainWindow::showMarks);
+}
+
+void MainWindow::showMarks()
+{
+    double from = 0.0, to = -1.0;
+    if (evidence && videoOpen()) {
+        const QString file = player->file();
+        const DriveList::Place at = driveList->place(file);
+        if (at.valid()) {
+            evidence->markedWithin(at.drive, at.clip, driveList->drives()[at.drive], &from, &to);
+        } else {
+            trip::Drive alone;
+            trip::Clip clip;
+            clip.path = file;
+            clip.seconds = int(player->duration() / 1000);
+            alone.clips = {clip};
+            evidence->markedWithin(-1, 0, alone, &from, &to);
+        }
+    }
+    ui->videoSlider->setMarked(from, to);
+}
