@@ -62,10 +62,10 @@ QImage VideoCapture::grab() const
 
 void VideoCapture::capture()
 {
-    QImage image = grab();
+    QImage image = frameSource ? frameSource() : grab();
     // Several cameras share the picture: the snapshot is the main one's,
     // where it stands clear of the others.
-    if (!image.isNull() && mainArea != QRectF(0, 0, 1, 1))
+    if (!frameSource && !image.isNull() && mainArea != QRectF(0, 0, 1, 1))
         image =
             image.copy(QRectF(mainArea.left() * image.width(), mainArea.top() * image.height(),
                               mainArea.width() * image.width(), mainArea.height() * image.height())

@@ -4,6 +4,7 @@
 #include <QObject>
 #include <QRectF>
 #include <QString>
+#include <functional>
 
 struct mpv_handle;
 
@@ -30,6 +31,11 @@ public:
 
     // The frame on screen now; null when there is none.
     QImage grab() const;
+    // Where one camera of several is to be taken at its own resolution,
+    // the window hands in how (the picture composes them all); empty: the
+    // picture on screen, cropped to the main camera's part.
+    using FrameSource = std::function<QImage()>;
+    void setFrameSource(FrameSource source) { frameSource = std::move(source); }
 
 public slots:
     void capture();
@@ -45,6 +51,7 @@ private:
     // The main camera's part of the picture, as fractions of it.
     void setMainArea(const QRectF &area) { mainArea = area; }
     QRectF mainArea{0, 0, 1, 1};
+    FrameSource frameSource;
 
     mpv_handle *mpv = nullptr;
     QString dir;

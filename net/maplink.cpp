@@ -66,10 +66,13 @@ QString driveCommand(int clips, int current)
     return QStringLiteral("setDrive(%1, %2);").arg(clips).arg(current);
 }
 
-QString driveRouteCommand(int index, const QVector<QPointF> &route, int *skipped)
+namespace {
+
+// "[[lat,lon],...]" without spaces; points out of range left out and counted.
+QString routeArray(const QVector<QPointF> &route, int *skipped)
 {
-    QString text = QStringLiteral("setDriveRoute(%1, [").arg(index);
-    text.reserve(text.size() + route.size() * 26 + 3);
+    QString text = QStringLiteral("[");
+    text.reserve(route.size() * 26 + 2);
     bool first = true;
     for (const QPointF &p : route) {
         if (!std::isfinite(p.x()) || !std::isfinite(p.y()) || std::abs(p.x()) > 90 ||
@@ -84,8 +87,20 @@ QString driveRouteCommand(int index, const QVector<QPointF> &route, int *skipped
         text += QLatin1Char('[') + QString::number(p.x(), 'g', 10) + QLatin1Char(',') +
                 QString::number(p.y(), 'g', 10) + QLatin1Char(']');
     }
-    text += QLatin1String("]);");
+    text += QLatin1Char(']');
     return text;
+}
+
+} // namespace
+
+QString driveRouteCommand(int index, const QVector<QPointF> &route, int *skipped)
+{
+    return QStringLiteral("setDriveRoute(%1, %2);").arg(index).arg(routeArray(route, skipped));
+}
+
+QString markedRouteCommand(const QVector<QPointF> &route)
+{
+    return QStringLiteral("setMarkedRoute(%1);").arg(routeArray(route, nullptr));
 }
 
 QString driveCurrentCommand(int current)

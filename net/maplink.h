@@ -55,6 +55,10 @@ QString driveCommand(int clips, int current);
 // `skipped`.
 QString driveRouteCommand(int index, const QVector<QPointF> &route, int *skipped = nullptr);
 
+// "setMarkedRoute([[lat,lon],...]);": the stretch marked for export, as
+// setDriveRoute writes a route; an empty one takes the mark off.
+QString markedRouteCommand(const QVector<QPointF> &route);
+
 // "setDriveCurrent(current);": another clip of the same drive plays.
 QString driveCurrentCommand(int current);
 

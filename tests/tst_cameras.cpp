@@ -15,6 +15,7 @@
 
 #include <QAction>
 #include <QLCDNumber>
+#include <QLabel>
 #include <QListWidget>
 #include <QProcess>
 #include <QSignalSpy>
@@ -103,6 +104,20 @@ private slots:
         QVERIFY(shows(window, small.center(), "blue"));
         QCOMPARE(player->file(), front1); // one clock: the front file still leads
 
+        // The snapshot button takes the large camera alone, at its own
+        // size: no small picture over its corner.
+        QSignalSpy pipShot(player->videoCapture(), &media::VideoCapture::imageCaptured);
+        player->pause(false);
+        QTRY_VERIFY(player->isPlaying());
+        window.on_btnSnap_clicked();
+        player->pause(true);
+        QCOMPARE(pipShot.count(), 1);
+        const QImage pipSnapshot = pipShot.first().first().value<QImage>();
+        QCOMPARE(pipSnapshot.size(), QSize(640, 360));
+        for (QPointF at :
+             {QPointF(0.05, 0.05), QPointF(0.5, 0.5), small.center(), QPointF(0.95, 0.95)})
+            QCOMPARE(colours::at(pipSnapshot, at), QString("red"));
+
         // Side by side, from the menu, kept in the settings.
         window.findChild<QAction *>("actionSideBySide")->trigger();
         QVERIFY(shows(window, QPointF(0.25, 0.5), "red"));
@@ -160,6 +175,7 @@ private slots:
         player->seek(1000);
         auto *time = child<QLCDNumber>(&window, "txtTime");
         QTRY_VERIFY_WITH_TIMEOUT(windowfixture::lcdShows(time, "14:00:01"), 5000);
+        QCOMPARE(child<QLabel>(&window, "txtDate")->text(), QString("2017-06-15"));
 
         window.findChild<QAction *>("actionUtcTimes")->trigger();
         QTRY_VERIFY_WITH_TIMEOUT(windowfixture::lcdShows(time, "12:00:01"), 5000);

@@ -1,5 +1,6 @@
 // Evidence clips in the real window: the stretch marked with the keys I and
-// O across the clips of a drive, shown on the slider, exported through
+// O across the clips of a drive, shown on the slider and the map's route
+// (the real page in the window's web view), exported through
 // "Export video…" with its dialog and progress window; Cancel stops it and
 // leaves no file.
 
@@ -9,6 +10,7 @@
 #include "evidenceexport.h"
 #include "exportdialog.h"
 #include "mainwindow.h"
+#include "maptest.h"
 #include "slider.h"
 #include "testutil.h"
 #include "trackgen.h"
@@ -25,6 +27,7 @@
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QWebEngineView>
 
 using windowfixture::child;
 
@@ -147,6 +150,16 @@ private slots:
         pauseAt(window, clips[1], 2, 3);
         QCOMPARE(slider->marked(false), 0.0);
         QCOMPARE(slider->marked(true), double(clipSeconds));
+        // The map draws the marked stretch over the route: its 20 fixes.
+        QWebEnginePage *page = window.findChild<QWebEngineView *>()->page();
+        auto markedOnMap = [page] {
+            return maptest::runJs(page,
+                                  "typeof velomarState === 'function' ? "
+                                  "velomarState().markedPoints : -1",
+                                  10000)
+                .toInt();
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(markedOnMap(), 20, 30000);
 
         // Export video…: the dialog, then the progress, then the notice.
         const QString out = dir.filePath("evidence.mp4");
@@ -177,9 +190,10 @@ private slots:
         QVERIFY(!window.findChild<QMessageBox *>("exportFailed"));
         QVERIFY(QDir(dir.path()).entryList({"*cancelled*"}, QDir::Files | QDir::Hidden).isEmpty());
 
-        // Cleared marks: the slider shows none.
+        // Cleared marks: the slider and the map show none.
         window.findChild<QAction *>("actionClearMarks")->trigger();
         QVERIFY(!slider->hasMarked());
+        QTRY_COMPARE_WITH_TIMEOUT(markedOnMap(), 0, 10000);
         player->stop();
         QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying() && !player->isPaused(), 10000);
     }

@@ -120,6 +120,20 @@ bool EvidenceExport::markedWithin(int driveIndex, int clip, const trip::Drive &d
     return *to > *from;
 }
 
+QVector<QPointF> EvidenceExport::markedRoute(int driveIndex, const trip::Drive &drive) const
+{
+    QVector<QPointF> route;
+    for (int i = 0; i < drive.clips.size(); ++i) {
+        double from, to;
+        if (!markedWithin(driveIndex, i, drive, &from, &to))
+            continue;
+        for (const trip::Point &p : drive.clips[i].points)
+            if (p.sample.valid && p.second + 1 > from && p.second < to)
+                route.append(QPointF(p.sample.signedLatitude(), p.sample.signedLongitude()));
+    }
+    return route;
+}
+
 bool EvidenceExport::stretchToExport(videoexport::Stretch *stretch, trip::Drive *drive,
                                      QString *error)
 {

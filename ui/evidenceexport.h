@@ -10,7 +10,9 @@
 #include "videoexport.h"
 
 #include <QObject>
+#include <QPointF>
 #include <QPointer>
+#include <QVector>
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -49,6 +51,8 @@ public:
     // seconds into it; false when none of it lies there.
     bool markedWithin(int driveIndex, int clip, const trip::Drive &drive, double *from,
                       double *to) const;
+    // The marked stretch's fixes in that drive, as (latitude, longitude).
+    QVector<QPointF> markedRoute(int driveIndex, const trip::Drive &drive) const;
     bool exporting() const { return worker != nullptr; }
 
     // The marks, on the drive's time line (seconds); -1 where not set.

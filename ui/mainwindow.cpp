@@ -227,6 +227,8 @@ void MainWindow::resetUI(int w, int h)
     u.txtTime->setGeometry(0, u.txtTimeTip->y() + 30, c3, 40);
     if (offsetLabel) // the track's offset, at the end of the time's title
         offsetLabel->setGeometry(c3 - 70, vh, 70, 30);
+    if (dateLabel) // the date, before the offset
+        dateLabel->setGeometry(c3 - 70 - 96, vh, 96, 30);
     u.txtWeidu->setGeometry(u.txtTime->x() + c3 + 14, u.txtWeiduTip->y() + 30, c3, 40);
     u.txtJingdu->setGeometry(u.txtWeidu->x() + c3 + 14, u.txtWeidu->y(), c3, 40);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDateTime>
 #include <QElapsedTimer>
 #include <QMainWindow>
 #include <QPointer>
@@ -238,6 +239,9 @@ private:
     QAction *actionUtcTimes = nullptr;
     int cameraOffset() const; // seconds from UTC to the open clip's camera clock
     QString shownTime(const VideoInfo &sample) const;
+    // The sample's date and time on that clock; invalid without a fix.
+    QDateTime shownDateTime(const VideoInfo &sample) const;
+    QLabel *dateLabel = nullptr; // the date, in the time's title row
     void refillDriveList();
     int pendingSeek = -1;         // a map click's second, for the clip being opened
     bool continuingDrive = false; // the clip that stopped goes on in the next one
@@ -264,6 +268,8 @@ private:
     // Evidence clips: the stretch marked with I and O, "Export video…"
     // (mainwindow_export.cpp).
     void setUpEvidenceExport();
-    void showMarks(); // the marked stretch on the slider, for the clip open
+    void showMarks();       // the marked stretch on the slider and the maps
+    void sendMarkedRoute(); // to a page that has just loaded or connected
     EvidenceExport *evidence = nullptr;
+    QVector<QPointF> markedRoute; // on the maps now
 };

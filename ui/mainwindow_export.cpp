@@ -1,12 +1,14 @@
 // MainWindow: evidence clips. The marks of the stretch to export, on the
-// time line and the slider, and "Export video…" (EvidenceExport).
+// slider and the maps' routes, and "Export video…" (EvidenceExport).
 
 #include "avplayer.h"
 #include "drivelist.h"
 #include "evidenceexport.h"
 #include "mainwindow.h"
+#include "maplink.h"
 #include "slider.h"
 #include "ui_mainwindow.h"
+#include "videoinfoparse.h"
 #include "videosettings.h"
 
 #include <QMenu>
@@ -43,19 +45,37 @@ void MainWindow::setUpEvidenceExport()
 void MainWindow::showMarks()
 {
     double from = 0.0, to = -1.0;
+    QVector<QPointF> route;
     if (evidence && videoOpen()) {
         const QString file = player->file();
         const DriveList::Place at = driveList->place(file);
         if (at.valid()) {
-            evidence->markedWithin(at.drive, at.clip, driveList->drives()[at.drive], &from, &to);
+            const trip::Drive &drive = driveList->drives()[at.drive];
+            evidence->markedWithin(at.drive, at.clip, drive, &from, &to);
+            route = evidence->markedRoute(at.drive, drive);
         } else {
+            // A clip alone: its track as the store holds it.
             trip::Drive alone;
             trip::Clip clip;
             clip.path = file;
             clip.seconds = int(player->duration() / 1000);
+            for (auto i = videoInfoParse->videoInfoMap.cbegin();
+                 i != videoInfoParse->videoInfoMap.cend(); ++i)
+                clip.points.append({i.key(), *i.value()});
             alone.clips = {clip};
             evidence->markedWithin(-1, 0, alone, &from, &to);
+            route = evidence->markedRoute(-1, alone);
         }
     }
     ui->videoSlider->setMarked(from, to);
+    if (route != markedRoute) {
+        markedRoute = route;
+        sendMapCommand(maplink::markedRouteCommand(markedRoute));
+    }
+}
+
+void MainWindow::sendMarkedRoute()
+{
+    if (!markedRoute.isEmpty())
+        sendMapCommand(maplink::markedRouteCommand(markedRoute));
 }

@@ -231,6 +231,7 @@ void MainWindow::loadFinished(bool)
         return;
     }
     sendMapDrive();
+    sendMarkedRoute();
     if (!videoInfoParse->isParsed)
         return;
     drawGpsRoadMap();
@@ -310,6 +311,7 @@ void MainWindow::bringBrowserCopyUpToDate()
     // page has them already.
     mapCommandsToBrowserOnly = true;
     sendMapDrive();
+    sendMarkedRoute();
     if (videoOpen() && videoInfoParse->isParsed) {
         drawGpsRoadMap();
         sendTravelledLine(int(player->position() / 1000));

@@ -6,6 +6,7 @@
 #include "cameras.h"
 #include "config.h"
 #include "drivelist.h"
+#include "framegrab.h"
 #include "languageparse.h"
 #include "loadingdialog.h"
 #include "mainwindow.h"
@@ -269,6 +270,17 @@ void MainWindow::on_btnSnap_clicked()
     media::VideoCapture *capture = player->videoCapture();
     capture->setCaptureDir(checkPhotoDir());
     capture->setCaptureName(QDateTime::currentDateTime().toString("yyyyMMddhhmmss"));
+    // A moment of several cameras: the main camera's own frame, decoded at
+    // its full size, not the composed picture with the others over it. A
+    // decode from the key frame before: a fraction of a second, once.
+    const media::ChannelSet &set = player->channels();
+    if (set.files.size() > 1 && !set.files.value(set.main).isEmpty()) {
+        const QString file = set.files[set.main];
+        const double at = player->position() / 1000.0;
+        capture->setFrameSource([file, at] { return videoexport::frameAt(file, at); });
+    } else {
+        capture->setFrameSource({});
+    }
     capture->capture();
 }
 

@@ -2,6 +2,7 @@
 
 #include "audiooutput.h"
 #include "avplayer.h"
+#include "drivelist.h"
 #include "languageparse.h"
 #include "mainwindow.h"
 #include "maplink.h"
@@ -49,6 +50,7 @@ void MainWindow::updateVideoInfo(int n)
     const VideoInfoParse &store = *videoInfoParse;
     if (!store.isParsed) {
         ui->txtTime->display("00:00:00");
+        dateLabel->clear();
         ui->txtJingdu->display("0.000000");
         ui->txtWeidu->display("0.000000");
         for (QLCDNumber *d : {ui->txtCurSpeed, ui->txtMaxSpeed, ui->txtAvgSpeed, ui->txtDistance})
@@ -63,6 +65,18 @@ void MainWindow::updateVideoInfo(int n)
         return; // every key is filled by the readers; never trust it blindly
     const double factor = speedFactor();
     ui->txtTime->display(shownTime(*sample));
+    // The date beside the time: the fix's own, else (NMEA logs keep dates
+    // in other sentences) the day the clip was recorded, on the same clock.
+    const QDateTime shown = shownDateTime(*sample);
+    QDate date = QDate::fromString(sample->date, "yyyy:MM:dd").isValid() ? shown.date() : QDate();
+    if (!date.isValid() && sample->valid) {
+        if (const trip::Clip *clip = driveList->clip(player->file())) {
+            const QDateTime start = actionUtcTimes->isChecked() ? clip->utc : clip->start;
+            if (start.isValid())
+                date = start.addSecs(n).date();
+        }
+    }
+    dateLabel->setText(date.isValid() ? date.toString(QStringLiteral("yyyy-MM-dd")) : QString());
     ui->txtJingdu->display(QString::number(sample->longitude, 'f', 6));
     ui->txtWeidu->display(QString::number(sample->latitude, 'f', 6));
     // Whole units on the display; the gauge gets the exact value.

@@ -57,6 +57,9 @@ void MainWindow::setUpTrackTools()
     offsetLabel->setObjectName("txtOffset");
     offsetLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     offsetLabel->hide();
+    dateLabel = new QLabel(centralWidget()); // placed by resetUI, as the offset
+    dateLabel->setObjectName("txtDate");
+    dateLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
 }
 
 void MainWindow::retranslateTrackTools()

@@ -246,12 +246,23 @@ QString MainWindow::shownTime(const VideoInfo &sample) const
     // so the dashboard follows the camera's ("Times in UTC" shows UTC).
     if (!sample.valid)
         return sample.time;
+    const QDateTime shown = shownDateTime(sample);
+    return shown.isValid() ? shown.toString(QStringLiteral("hh:mm:ss")) : sample.time;
+}
+
+QDateTime MainWindow::shownDateTime(const VideoInfo &sample) const
+{
+    if (!sample.valid)
+        return QDateTime();
     const bool trackOnCameraClock = videoInfoParse->clock == QLatin1String("local") ||
                                     videoInfoParse->clock == QLatin1String("camera");
     const bool utc = actionUtcTimes->isChecked();
     const int shift = utc == trackOnCameraClock ? (utc ? -cameraOffset() : cameraOffset()) : 0;
     const QTime time = QTime::fromString(sample.time, QStringLiteral("hh:mm:ss"));
-    if (shift == 0 || !time.isValid())
-        return sample.time;
-    return time.addSecs(shift).toString(QStringLiteral("hh:mm:ss"));
+    QDate date = QDate::fromString(sample.date, QStringLiteral("yyyy:MM:dd"));
+    if (!time.isValid())
+        return QDateTime();
+    if (!date.isValid()) // a source without dates: the time alone, on a day of no account
+        date = QDate(2000, 1, 1);
+    return QDateTime(date, time, Qt::UTC).addSecs(shift);
 }

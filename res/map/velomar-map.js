@@ -144,6 +144,12 @@
             className: 'velomar-travelled', color: '#ff1744', weight: 7, opacity: 0.85,
             lineCap: 'round', interactive: false
         }).addTo(map);
+        // The stretch marked for export: over the routes, in its own colour.
+        var marked = [];
+        var markedLine = L.polyline([], {
+            className: 'velomar-marked', color: '#ff9100', weight: 10, opacity: 0.6,
+            lineCap: 'round', interactive: false
+        }).addTo(map);
         function marker(cls, fill) {
             return L.circleMarker(DEFAULT_CENTER, {
                 className: cls, radius: 8, color: '#ffffff', weight: 2, fillColor: fill,
@@ -563,6 +569,19 @@
             scheduleFlush();
             return true;
         };
+        // The stretch marked for export, [[lat, lon], ...]; [] takes it off.
+        window.setMarkedRoute = function (points) {
+            record('setMarkedRoute', arguments.length, Array.isArray(points) ? points.length : points);
+            var r = routeOf(points);
+            if (!r) {
+                console.warn('map: setMarkedRoute refused');
+                return false;
+            }
+            marked = r;
+            markedLine.setLatLngs(marked.map(drawn));
+            mirror();
+            return true;
+        };
         // The next clip of the same drive plays: the drive stays drawn.
         window.setDriveCurrent = function (current) {
             record('setDriveCurrent', arguments.length, current);
@@ -584,6 +603,7 @@
             travelledDrawn = travelled.map(drawn);
             routeLine.setLatLngs(routeDrawn);
             travelledLine.setLatLngs(travelledDrawn);
+            markedLine.setLatLngs(marked.map(drawn));
             place(startMarker, startPoint);
             place(endMarker, endPoint);
             place(positionMarker, travelled.length ? travelled[travelled.length - 1] : null);
@@ -671,6 +691,7 @@
                 driveDrawnPoints: shownClips.reduce(function (n, c) {
                     return n + c.length;
                 }, 0),
+                markedPoints: marked.length,
                 driveStart: driveStart,
                 driveEnd: driveEnd,
                 clickCount: clickCount,
@@ -740,6 +761,9 @@
             '(?:,' + PAIR + ')*)?\\])\\);$');
         var driveCommand = window.setDrive, driveRouteCommand = window.setDriveRoute;
         var driveCurrentCommand = window.setDriveCurrent;
+        var MARKED_COMMAND = new RegExp('^setMarkedRoute\\((\\[(?:' + PAIR + '(?:,' + PAIR +
+            ')*)?\\])\\);$');
+        var markedCommand = window.setMarkedRoute;
         function runMessage(text) {
             if (typeof text !== 'string')
                 return false;
@@ -747,7 +771,10 @@
                 clearCommand();
                 return true;
             }
-            var d = DRIVE_ROUTE_COMMAND.exec(text);
+            var d = MARKED_COMMAND.exec(text);
+            if (d)
+                return markedCommand(JSON.parse(d[1]));
+            d = DRIVE_ROUTE_COMMAND.exec(text);
             if (d)
                 return driveRouteCommand(Number(d[1]), JSON.parse(d[2]));
             d = DRIVE_COMMAND.exec(text);
