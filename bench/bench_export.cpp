@@ -63,40 +63,15 @@ bool makeClipHere()
 {
     QDir().mkpath(card());
     const QString plain = clipDir + "/plain1080.mp4";
-    QProcess ffmpeg;
-    ffmpeg.start(trackgen::ffmpegPath(),
-                 {"-v",
-                  "error",
-                  "-y",
-                  "-f",
-                  "lavfi",
-                  "-i",
-                  QString("testsrc2=size=1920x1080:rate=%1:duration=%2,noise=alls=5:allf=t")
-                      .arg(fps)
-                      .arg(seconds),
-                  "-f",
-                  "lavfi",
-                  "-i",
-                  QString("sine=frequency=300:duration=%1").arg(seconds),
-                  "-c:v",
-                  "libx264",
-                  "-preset",
-                  "superfast",
-                  "-b:v",
-                  "12M",
-                  "-maxrate",
-                  "14M",
-                  "-bufsize",
-                  "24M",
-                  "-g",
-                  QString::number(fps),
-                  "-pix_fmt",
-                  "yuv420p",
-                  "-c:a",
-                  "aac",
-                  "-shortest",
-                  plain});
-    if (!ffmpeg.waitForFinished(-1) || ffmpeg.exitCode() != 0)
+    // 12 Mbit/s at x264's superfast, as dash cams write it; light noise.
+    trackgen::CameraClip c;
+    c.size = {1920, 1080};
+    c.fps = fps;
+    c.seconds = seconds;
+    c.noise = 5;
+    c.x264 = "superfast";
+    c.bitrate = "12M";
+    if (!trackgen::makeCameraClip(plain, c, nullptr, -1))
         return false;
     embedgen::Options o;
     o.layout = "novatek";

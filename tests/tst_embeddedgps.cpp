@@ -77,6 +77,7 @@ private slots:
     void cammPositionsOnly();
     void cammTimeScales_data();
     void cammTimeScales();
+    void cammWithMotionPackets();
     void rearCameraBorrowsFrontTrack();
     void djiSubtitleLayouts_data();
     void djiSubtitleLayouts();
@@ -615,6 +616,21 @@ void TestEmbeddedGps::cammTimeScales()
         QCOMPARE(s->date, QString(date).replace('-', ':'));
         QCOMPARE(s->time, trackgen::hhmmss(drive[k].secondOfDay, ":"));
     }
+}
+
+void TestEmbeddedGps::cammWithMotionPackets()
+{
+    // Orientation (type 0) and gyro packets share the samples with the fixes:
+    // stepped over by their sizes, the fixes read.
+    embedgen::Options o;
+    o.layout = "camm";
+    o.cammMotion = true;
+    const QString video = make("camm-motion", o);
+    QVERIFY(!video.isEmpty());
+    VideoInfoParse store;
+    QCOMPARE(store.parseFile(video), 0);
+    QCOMPARE(store.source, QString("camm"));
+    checkAgainstDrive(store, "camm");
 }
 
 void TestEmbeddedGps::rearCameraBorrowsFrontTrack()

@@ -100,32 +100,11 @@ class VideoExportTest : public QObject
     {
         const QString plain = dir.filePath("plain.mp4");
         if (!QFileInfo::exists(plain)) {
-            const Run r =
-                run(trackgen::ffmpegPath(),
-                    {"-y",
-                     "-v",
-                     "error",
-                     "-f",
-                     "lavfi",
-                     "-i",
-                     QString("testsrc=size=320x240:rate=%1:duration=%2").arg(fps).arg(clipSeconds),
-                     "-f",
-                     "lavfi",
-                     "-i",
-                     QString("sine=frequency=440:duration=%1").arg(clipSeconds),
-                     "-c:v",
-                     "libx264",
-                     "-preset",
-                     "ultrafast",
-                     "-g",
-                     QString::number(fps),
-                     "-pix_fmt",
-                     "yuv420p",
-                     "-c:a",
-                     "aac",
-                     "-shortest",
-                     plain});
-            QVERIFY2(r.exitCode == 0, r.err.constData());
+            trackgen::CameraClip c;
+            c.fps = fps;
+            c.seconds = clipSeconds;
+            QString error;
+            QVERIFY2(trackgen::makeCameraClip(plain, c, &error), qPrintable(error));
         }
         embedgen::Options o;
         o.layout = "novatek";

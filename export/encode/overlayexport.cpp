@@ -295,11 +295,7 @@ bool OverlayExport::run(const Stretch &stretch, const QString &path,
         }
         const double reached = (endUs - outOffsetUs + fromUs) / 1e6;
         if (!pieceDone && reached < piece.to - 0.5)
-            qWarning().noquote() << QStringLiteral("export: %1 ends at %2 s, before %3 s: the "
-                                                   "rest of it is missing")
-                                        .arg(in.name())
-                                        .arg(reached, 0, 'f', 1)
-                                        .arg(piece.to, 0, 'f', 1);
+            in.warnCutShort(reached, piece.to);
         done += piece.to - piece.from;
         outOffsetUs = endUs;
     }

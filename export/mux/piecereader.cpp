@@ -1,5 +1,6 @@
 #include "piecereader.h"
 
+#include <QDebug>
 #include <QFileInfo>
 
 namespace videoexport {
@@ -51,6 +52,15 @@ bool PieceReader::next(AVPacket *pkt, bool *isVideo, qint64 *ptsUs, qint64 *dtsU
         return true;
     }
     return false;
+}
+
+void PieceReader::warnCutShort(double reached, double to) const
+{
+    qWarning().noquote() << QStringLiteral("export: %1 ends at %2 s, before %3 s: the rest of it "
+                                           "is missing")
+                                .arg(fileName)
+                                .arg(reached, 0, 'f', 1)
+                                .arg(to, 0, 'f', 1);
 }
 
 } // namespace videoexport

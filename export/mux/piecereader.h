@@ -22,6 +22,10 @@ public:
     bool next(AVPacket *pkt, bool *isVideo, qint64 *ptsUs, qint64 *dtsUs);
     QString name() const { return fileName; }
 
+    // Says in the log that the clip ended at `reached` seconds, before the
+    // piece's end: the rest of it is missing (a card pulled while recording).
+    void warnCutShort(double reached, double to) const;
+
 private:
     av::Input in;
     AVStream *videoStream = nullptr;

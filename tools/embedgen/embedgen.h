@@ -100,6 +100,7 @@ struct Options
     QString date = "2023-05-14"; // UTC date of the first fix
     bool camm5 = false;          // camm: type-5 packets (position only) in place of type 6
     bool cammUnix = false;       // camm: type-6 times in Unix time, not GPS time
+    bool cammMotion = false;     // camm: orientation and gyro packets before each fix
     bool gps5Beside = false;     // gpmf9: a GPS5 stream too, its GPSU 1.4 s late (HERO11)
 };
 

@@ -15,7 +15,8 @@ int usage()
         << "usage: velomar-embedgen LAYOUT OUT [--seconds N] [--no-index] [--moov-first]\n"
            "         [--large-sizes] [--co64] [--pad BYTES] [--pad-at-end] [--cold-start N] [--gap "
            "A B]\n"
-           "         [--invalid S,S,...] [--mov] [--camm5] [--camm-unix] [--date YYYY-MM-DD]\n"
+           "         [--invalid S,S,...] [--mov] [--camm5] [--camm-unix] [--camm-motion] [--date "
+           "YYYY-MM-DD]\n"
            "layouts: "
         << embedgen::layouts().join(", ").toStdString() << '\n';
     return 2;
@@ -77,6 +78,8 @@ int main(int argc, char **argv)
             options.camm5 = true;
         else if (a == "--camm-unix")
             options.cammUnix = true;
+        else if (a == "--camm-motion")
+            options.cammMotion = true;
         else if (a == "--date" && k + 1 < args.size())
             options.date = args[++k];
         else

@@ -508,9 +508,17 @@ QByteArray nextbaseSample(const Drive &d, int i)
     return b;
 }
 
-QByteArray cammSample(const Drive &d, int i, bool five, bool unixTime)
+QByteArray cammSample(const Drive &d, int i, bool five, bool unixTime, bool motion)
 {
     QByteArray b;
+    if (motion) { // orientation (type 0) and gyro (type 2) before the fix
+        for (int type : {0, 2}) {
+            putLe16(b, 0);
+            putLe16(b, quint16(type));
+            for (int axis = 0; axis < 3; ++axis)
+                putLeFloat(b, 0.01f * float(axis + 1));
+        }
+    }
     putLe16(b, 0);
     if (five) {
         putLe16(b, 5);
@@ -754,7 +762,9 @@ bool makePlan(const QVector<Fix> &fixes, const Options &options, Plan *plan, QSt
         });
     } else if (layout == "camm") {
         timedTrack(plan, "meta", "CameraMetadataMotionHandler", box("camm", sampleEntryHead()));
-        perSecond([&](int i) { return cammSample(d, i, options.camm5, options.cammUnix); });
+        perSecond([&](int i) {
+            return cammSample(d, i, options.camm5, options.cammUnix, options.cammMotion);
+        });
     } else if (layout == "blackvue") {
         plan->before = blackvueFree(d, options.largeSizes);
     } else if (layout == "70mai") {

@@ -184,4 +184,39 @@ bool makeClipRecordedAt(const QString &path, int seconds, const QDateTime &utc, 
     return ok;
 }
 
+bool makeCameraClip(const QString &path, const CameraClip &c, QString *error, int timeoutMs)
+{
+    QString picture = QStringLiteral("testsrc2=size=%1x%2:rate=%3:duration=%4")
+                          .arg(c.size.width())
+                          .arg(c.size.height())
+                          .arg(c.fps)
+                          .arg(c.seconds);
+    if (c.noise > 0)
+        picture += QStringLiteral(",noise=alls=%1:allf=t").arg(c.noise);
+    QStringList args{"-y", "-v", "error", "-f", "lavfi", "-i", picture};
+    if (c.sound)
+        args << "-f"
+             << "lavfi"
+             << "-i" << QStringLiteral("sine=frequency=440:duration=%1").arg(c.seconds);
+    args << "-c:v"
+         << "libx264"
+         << "-preset" << c.x264 << "-g" << QString::number(c.fps) << "-pix_fmt"
+         << "yuv420p";
+    if (!c.bitrate.isEmpty())
+        args << "-b:v" << c.bitrate;
+    if (c.sound)
+        args << "-c:a"
+             << "aac"
+             << "-shortest";
+    args << path;
+    QProcess ffmpeg;
+    ffmpeg.setStandardInputFile(QProcess::nullDevice());
+    ffmpeg.start(ffmpegPath(), args);
+    const bool ok = ffmpeg.waitForFinished(timeoutMs) &&
+                    ffmpeg.exitStatus() == QProcess::NormalExit && ffmpeg.exitCode() == 0;
+    if (!ok && error)
+        *error = QString::fromUtf8(ffmpeg.readAllStandardError()) + ffmpeg.errorString();
+    return ok;
+}
+
 } // namespace trackgen

@@ -4,6 +4,7 @@
 // a drive whose every fix is known, written in each of the cameras' formats.
 
 #include <QDateTime>
+#include <QSize>
 #include <QString>
 #include <QStringList>
 #include <QVector>
@@ -52,5 +53,22 @@ bool makeClip(const QString &path, int seconds, const QString &srtPath = QString
 // A small H.264 clip whose container says when it was recorded (UTC).
 bool makeClipRecordedAt(const QString &path, int seconds, const QDateTime &utc,
                         QString *error = nullptr);
+
+// A dash cam's clip: a moving test pattern (with sensor-like noise of
+// `noise` strength, 0 for none), H.264 with a key frame a second, and AAC
+// sound where `sound`. `x264` is the generating preset; `bitrate` as ffmpeg
+// takes it ("12M"), empty for x264's own choice.
+struct CameraClip
+{
+    QSize size{320, 240};
+    int fps = 10;
+    int seconds = 10;
+    int noise = 0;
+    bool sound = true;
+    QString x264 = QStringLiteral("ultrafast");
+    QString bitrate;
+};
+bool makeCameraClip(const QString &path, const CameraClip &clip, QString *error = nullptr,
+                    int timeoutMs = 300000);
 
 } // namespace trackgen

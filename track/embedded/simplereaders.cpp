@@ -109,13 +109,15 @@ const char *CammReader::description() const
 
 bool CammReader::decode(const QByteArray &sample, double at, QVector<Fix> &fixes)
 {
-    // Packet sizes by type, the 4-byte header included.
-    static const int sizes[] = {0, 12, 16, 16, 16, 28, 60, 16};
+    // Packet sizes by type, the 4-byte header included: orientation (0),
+    // exposure, gyro, acceleration, position (4), GPS (5, 6), magnetic
+    // field. Those without a fix are stepped over by their sizes.
+    static const int sizes[] = {16, 12, 16, 16, 16, 28, 60, 16};
     Bytes b(sample);
     int pos = 0;
     while (pos + 4 <= sample.size()) {
         const int type = b.u16le(pos + 2);
-        if (type < 1 || type > 7 || pos + sizes[type] > sample.size())
+        if (type > 7 || pos + sizes[type] > sample.size())
             return false;
         if (type == 5 || type == 6) {
             Fix f;
