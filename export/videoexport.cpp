@@ -82,6 +82,7 @@ Result exportStretch(const Stretch &stretch, const Options &options, const Progr
         result.frames = encode.frames();
         result.drawn = encode.drawn();
         result.overlayMs = encode.overlayMs();
+        result.encoder = encode.encoderName();
         if (!ok) {
             result.cancelled = encode.cancelled();
             result.error = encode.error();

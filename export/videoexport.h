@@ -33,11 +33,16 @@ struct Result
     // The overlay's: frames encoded, the panel's repaints and what they
     // showed, and the time spent drawing and blending it.
     int frames = 0;
+    QString encoder; // "libx264", or the hardware encoder that took its place
     QVector<DrawnSecond> drawn;
     double overlayMs = 0.0;
 };
 
 QString gpxPathFor(const QString &output);
+
+// The hardware H.264 encoder that passed a test encode on this machine
+// (h264_nvenc, h264_amf), else empty for x264; probed once.
+QString workingHardwareEncoder();
 
 Result exportStretch(const Stretch &stretch, const Options &options, const ProgressFn &progress);
 

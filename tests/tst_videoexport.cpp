@@ -211,6 +211,10 @@ private slots:
         const videoexport::Result r = videoexport::exportStretch(stretch, o, {});
         QVERIFY2(r.ok, qPrintable(r.error));
         QCOMPARE(r.frames, 30 * fps);
+        // x264, unless a hardware encoder passed its test encode here.
+        QCOMPARE(r.encoder, videoexport::workingHardwareEncoder().isEmpty()
+                                ? QString("libx264")
+                                : videoexport::workingHardwareEncoder());
         QCOMPARE(videoFrames(o.output), 30 * fps);
         const double length =
             probe(o.output)["format"].toObject()["duration"].toString().toDouble();

@@ -133,6 +133,7 @@ bool OverlayExport::run(const Stretch &stretch, const QString &path,
                 rate = AVRational{30, 1};
             if (!encoder.open(width, height, format, rate, settings.preset, &message))
                 return false;
+            encoderUsed = encoder.name();
             AVCodecParameters *params = avcodec_parameters_alloc();
             avcodec_parameters_from_context(params, encoder.context());
             const trip::Clip &c = piece.clip;

@@ -42,6 +42,7 @@ public:
     const QVector<DrawnSecond> &drawn() const { return paints; }
     // Time spent painting and blending the panel, ms.
     double overlayMs() const { return overlayTime; }
+    QString encoderName() const { return encoderUsed; }
 
 private:
     QString message;
@@ -50,6 +51,7 @@ private:
     int frameCount = 0;
     int packets = 0;
     double overlayTime = 0.0;
+    QString encoderUsed;
     QVector<DrawnSecond> paints;
 };
 

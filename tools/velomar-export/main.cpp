@@ -233,9 +233,10 @@ int main(int argc, char **argv)
         return fail("interrupted; nothing was written", 3);
     if (!r.ok)
         return fail(r.error, r.badInput ? 2 : 1);
-    std::fprintf(stderr, "wrote %s: %.2f s, %d track packets%s%s, in %.1f s\n",
+    const QString by = r.encoder.isEmpty() ? QString() : QString(", encoded by %1").arg(r.encoder);
+    std::fprintf(stderr, "wrote %s: %.2f s, %d track packets%s%s%s, in %.1f s\n",
                  QFile::encodeName(options.output).constData(), r.seconds, r.trackPackets,
                  r.gpxPath.isEmpty() ? "" : ", and ", QFile::encodeName(r.gpxPath).constData(),
-                 clock.elapsed() / 1000.0);
+                 by.toUtf8().constData(), clock.elapsed() / 1000.0);
     return 0;
 }
