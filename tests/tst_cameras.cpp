@@ -225,8 +225,21 @@ private slots:
         QVERIFY(row(parking)->isHidden());
         QVERIFY(list->item(list->row(row(parking)) - 1)->isHidden()); // its header
         QVERIFY(!row(event)->isHidden() && !row(normal)->isHidden());
+        // The filter is kept in the settings.
+        QVERIFY(trackgen::readText(MainWindow::settingsPath())
+                    .contains("\"recordings_shown\":[\"normal\",\"event\",\"manual\"]"));
+    }
+
+    // The next window leaves parking out from the start, as it was left.
+    void recordingsFilterKept()
+    {
+        MainWindow window;
+        QVERIFY(!window.findChild<QAction *>("actionShow_parking")->isChecked());
+        QVERIFY(window.findChild<QAction *>("actionShow_event")->isChecked());
         window.findChild<QAction *>("actionShow_parking")->trigger();
-        QVERIFY(!row(parking)->isHidden());
+        QVERIFY(
+            trackgen::readText(MainWindow::settingsPath())
+                .contains("\"recordings_shown\":[\"normal\",\"event\",\"manual\",\"parking\"]"));
     }
 
     // The layout chosen is the one the next start uses.

@@ -75,7 +75,10 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
     cameras = new Cameras(player, driveMenu, this);
     connect(cameras, &Cameras::layoutChosen, this, [this] { saveParam(); });
     recordingKinds = new RecordingKinds(driveMenu, this);
-    connect(recordingKinds, &RecordingKinds::filterChanged, this, [this] { refillDriveList(); });
+    connect(recordingKinds, &RecordingKinds::filterChanged, this, [this] {
+        refillDriveList();
+        saveParam();
+    });
     setUpEvidenceExport();
     loadingDialog = new LoadingDialog;
     parseTimer = new QTimer;

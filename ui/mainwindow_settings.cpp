@@ -12,6 +12,7 @@
 
 #include <QDebug>
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSaveFile>
@@ -52,6 +53,9 @@ void MainWindow::loadParam()
                 actionUtcTimes->setChecked(o.value("utc_times").toBool());
             if (o.contains("channel_layout"))
                 cameras->setLayout(Cameras::layoutOf(o.value("channel_layout").toString()));
+            if (o.contains("recordings_shown"))
+                recordingKinds->setShownKinds(
+                    o.value("recordings_shown").toVariant().toStringList());
         }
     }
     if (lang.isEmpty())
@@ -75,6 +79,7 @@ void MainWindow::saveParam()
     o.insert("media_dir", mediaDir);
     o.insert("channel_layout", Cameras::layoutKey(cameras->layout()));
     o.insert("utc_times", actionUtcTimes->isChecked());
+    o.insert("recordings_shown", QJsonArray::fromStringList(recordingKinds->shownKinds()));
     // Written aside and renamed: a crash mid-write never leaves half a file.
     QSaveFile file(settingsPath());
     if (!file.open(QIODevice::WriteOnly | QIODevice::Text))

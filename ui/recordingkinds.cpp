@@ -9,6 +9,7 @@
 #include <QMenu>
 #include <QPainter>
 #include <QPixmap>
+#include <QSignalBlocker>
 
 namespace {
 
@@ -66,6 +67,25 @@ bool RecordingKinds::shown(const QString &kind) const
 {
     const QAction *a = actions.value(kind);
     return !a || a->isChecked();
+}
+
+QStringList RecordingKinds::shownKinds() const
+{
+    QStringList out;
+    for (const char *kind : kinds)
+        if (shown(kind))
+            out << kind;
+    return out;
+}
+
+void RecordingKinds::setShownKinds(const QStringList &list)
+{
+    bool any = false;
+    for (const char *kind : kinds)
+        any = any || list.contains(kind);
+    const QSignalBlocker quiet(this); // the list is filled once, after
+    for (const char *kind : kinds)
+        actions.value(kind)->setChecked(!any || list.contains(kind));
 }
 
 void RecordingKinds::apply(QListWidget *list) const

@@ -7,6 +7,7 @@
 #include <QHash>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 class LanguageParse;
 class QAction;
@@ -24,6 +25,10 @@ public:
     // drive's header whose clips are all hidden).
     void apply(QListWidget *list) const;
     bool shown(const QString &kind) const;
+    // The kinds the list shows, as the settings keep them; unknown names are
+    // ignored, and a list that names none shows all.
+    QStringList shownKinds() const;
+    void setShownKinds(const QStringList &kinds);
 
 signals:
     void filterChanged();
