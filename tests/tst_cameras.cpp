@@ -186,6 +186,17 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(windowfixture::lcdShows(time, "14:00:01"), 5000);
         player->stop();
         QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying() && !player->isPaused(), 10000);
+
+        // The same clip opened alone, not as a folder: its name's time and
+        // its track still tell the camera's clock.
+        windowfixture::drop(&window, {front});
+        QTRY_VERIFY_WITH_TIMEOUT(player->isPlaying() && player->file() == front, 20000);
+        player->pause(true);
+        player->seek(1000);
+        QTRY_VERIFY_WITH_TIMEOUT(windowfixture::lcdShows(time, "14:00:01"), 5000);
+        QCOMPARE(child<QLabel>(&window, "txtDate")->text(), QString("2017-06-15"));
+        player->stop();
+        QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying() && !player->isPaused(), 10000);
     }
 
     // Parking and event recordings carry a badge, and the list's filter

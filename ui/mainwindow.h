@@ -237,7 +237,10 @@ private:
     QAction *actionOpenFolder = nullptr;
     // Times on the camera's clock (the one the picture shows), or in UTC.
     QAction *actionUtcTimes = nullptr;
-    int cameraOffset() const; // seconds from UTC to the open clip's camera clock
+    int cameraOffset() const;        // seconds from UTC to the open clip's camera clock
+    mutable QString loneOffsetVideo; // a video opened alone, and its camera's offset
+    mutable int loneOffset = 0;
+    mutable QDateTime loneStart, loneUtc; // when it began, on its camera's clock and in UTC
     QString shownTime(const VideoInfo &sample) const;
     // The sample's date and time on that clock; invalid without a fix.
     QDateTime shownDateTime(const VideoInfo &sample) const;

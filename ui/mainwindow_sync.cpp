@@ -70,11 +70,12 @@ void MainWindow::updateVideoInfo(int n)
     const QDateTime shown = shownDateTime(*sample);
     QDate date = QDate::fromString(sample->date, "yyyy:MM:dd").isValid() ? shown.date() : QDate();
     if (!date.isValid() && sample->valid) {
-        if (const trip::Clip *clip = driveList->clip(player->file())) {
-            const QDateTime start = actionUtcTimes->isChecked() ? clip->utc : clip->start;
-            if (start.isValid())
-                date = start.addSecs(n).date();
-        }
+        const trip::Clip *clip = driveList->clip(player->file());
+        cameraOffset(); // a video opened alone: its start worked out once
+        const QDateTime start = clip ? (actionUtcTimes->isChecked() ? clip->utc : clip->start)
+                                     : (actionUtcTimes->isChecked() ? loneUtc : loneStart);
+        if (start.isValid() && (clip || loneOffsetVideo == player->file()))
+            date = start.addSecs(n).date();
     }
     dateLabel->setText(date.isValid() ? date.toString(QStringLiteral("yyyy-MM-dd")) : QString());
     ui->txtJingdu->display(QString::number(sample->longitude, 'f', 6));

@@ -3,6 +3,7 @@
 // with the whole drive on the map and a line of its figures.
 
 #include "avplayer.h"
+#include "cameraclock.h"
 #include "drivelist.h"
 #include "embedded/telemetry.h"
 #include "languageparse.h"
@@ -14,6 +15,7 @@
 #include <QDebug>
 #include <QDir>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
@@ -233,10 +235,49 @@ void MainWindow::refillDriveList()
 
 int MainWindow::cameraOffset() const
 {
-    const trip::Clip *clip = driveList->clip(currentVideo());
+    const QString video = currentVideo();
+    const trip::Clip *clip = driveList->clip(video);
     if (clip && clip->utc.isValid() && clip->start.isValid())
         return int(clip->utc.secsTo(clip->start));
-    return 0; // a video opened alone: its track's own clock
+    // A video opened alone: its name's time against its first dated fix
+    // tells the camera's offset, as a card's clips do; else the machine's
+    // time zone. Worked out once a video.
+    if (video != loneOffsetVideo && videoInfoParse->isParsed) {
+        loneOffsetVideo = video;
+        trip::Clip alone;
+        alone.path = video;
+        alone.local = trip::timeFromName(QFileInfo(video).fileName());
+        const bool trackOnUtc = videoInfoParse->clock != QLatin1String("local") &&
+                                videoInfoParse->clock != QLatin1String("camera");
+        for (auto i = videoInfoParse->videoInfoMap.cbegin();
+             trackOnUtc && i != videoInfoParse->videoInfoMap.cend(); ++i) {
+            QDate date = QDate::fromString(i.value()->date, QStringLiteral("yyyy:MM:dd"));
+            const QTime time = QTime::fromString(i.value()->time, QStringLiteral("hh:mm:ss"));
+            if (!i.value()->valid || !time.isValid())
+                continue;
+            // A fix without its date (NMEA lines other than RMC): the
+            // name's day, or the one either side, whichever lies nearest.
+            if (!date.isValid() && alone.local.isValid()) {
+                date = alone.local.date();
+                for (int day : {-1, 1})
+                    if (std::abs(QDateTime(date.addDays(day), time, Qt::UTC).secsTo(alone.local)) <
+                        std::abs(QDateTime(date, time, Qt::UTC).secsTo(alone.local)))
+                        date = date.addDays(day);
+            }
+            if (date.isValid()) {
+                alone.utc = QDateTime(date, time, Qt::UTC).addSecs(-i.key());
+                break;
+            }
+        }
+        QVector<trip::Clip> one{alone};
+        trip::placeOnClock(one, trip::cameraClock(one));
+        loneOffset = one[0].utc.isValid() && one[0].start.isValid()
+                         ? int(one[0].utc.secsTo(one[0].start))
+                         : 0;
+        loneStart = one[0].start;
+        loneUtc = one[0].utc;
+    }
+    return video == loneOffsetVideo ? loneOffset : 0;
 }
 
 QString MainWindow::shownTime(const VideoInfo &sample) const
