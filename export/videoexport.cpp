@@ -23,7 +23,7 @@ bool writeGpx(const Stretch &stretch, const QVector<double> &starts, const QStri
         exporters::Segment s;
         s.name = QFileInfo(p.clip.path).fileName();
         for (const trip::Point &pt : p.clip.points)
-            if (pt.second + 1 > from && pt.second < p.to && pt.sample.valid)
+            if (shown(pt, from, p.to))
                 s.points.append({pt.second, &pt.sample});
         segments.append(s);
     }

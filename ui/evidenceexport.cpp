@@ -128,7 +128,7 @@ QVector<QPointF> EvidenceExport::markedRoute(int driveIndex, const trip::Drive &
         if (!markedWithin(driveIndex, i, drive, &from, &to))
             continue;
         for (const trip::Point &p : drive.clips[i].points)
-            if (p.sample.valid && p.second + 1 > from && p.second < to)
+            if (videoexport::shown(p, from, to))
                 route.append(QPointF(p.sample.signedLatitude(), p.sample.signedLongitude()));
     }
     return route;

@@ -11,6 +11,9 @@ class BrowserPage;
 class Cameras;
 class RecordingKinds;
 class DriveList;
+namespace trip {
+struct Clip;
+}
 class EvidenceExport;
 class QAction;
 class QLabel;
@@ -271,8 +274,9 @@ private:
     // Evidence clips: the stretch marked with I and O, "Export video…"
     // (mainwindow_export.cpp).
     void setUpEvidenceExport();
-    void showMarks();       // the marked stretch on the slider and the maps
-    void sendMarkedRoute(); // to a page that has just loaded or connected
+    void showMarks();            // the marked stretch on the slider and the maps
+    void sendMarkedRoute();      // to a page that has just loaded or connected
+    trip::Clip loneClip() const; // the video open, when it belongs to no drive
     EvidenceExport *evidence = nullptr;
     QVector<QPointF> markedRoute; // on the maps now
 };

@@ -9,7 +9,6 @@
 #include "slider.h"
 #include "ui_mainwindow.h"
 #include "videoinfoparse.h"
-#include "videosettings.h"
 
 #include <QMenu>
 
@@ -17,9 +16,7 @@ void MainWindow::setUpEvidenceExport()
 {
     driveMenu->addSeparator();
     evidence = new EvidenceExport(driveMenu, this);
-    // A clip opened alone is a drive of its own; read once while it plays.
-    auto lone = std::make_shared<trip::Clip>();
-    evidence->setLocator([this, lone](EvidenceExport::Position *p) {
+    evidence->setLocator([this](EvidenceExport::Position *p) {
         if (!videoOpen())
             return false;
         const QString file = player->file();
@@ -29,9 +26,7 @@ void MainWindow::setUpEvidenceExport()
             p->driveIndex = at.drive;
             p->clip = at.clip;
         } else {
-            if (lone->path != file)
-                *lone = trip::readClip(file, videoSettings->folder());
-            p->drive.clips = {*lone};
+            p->drive.clips = {loneClip()};
             p->driveIndex = -1;
             p->clip = 0;
         }
@@ -54,15 +49,8 @@ void MainWindow::showMarks()
             evidence->markedWithin(at.drive, at.clip, drive, &from, &to);
             route = evidence->markedRoute(at.drive, drive);
         } else {
-            // A clip alone: its track as the store holds it.
             trip::Drive alone;
-            trip::Clip clip;
-            clip.path = file;
-            clip.seconds = int(player->duration() / 1000);
-            for (auto i = videoInfoParse->videoInfoMap.cbegin();
-                 i != videoInfoParse->videoInfoMap.cend(); ++i)
-                clip.points.append({i.key(), *i.value()});
-            alone.clips = {clip};
+            alone.clips = {loneClip()};
             evidence->markedWithin(-1, 0, alone, &from, &to);
             route = evidence->markedRoute(-1, alone);
         }
@@ -72,6 +60,26 @@ void MainWindow::showMarks()
         markedRoute = route;
         sendMapCommand(maplink::markedRouteCommand(markedRoute));
     }
+}
+
+trip::Clip MainWindow::loneClip() const
+{
+    // A clip opened alone is a drive of its own: its track as the store holds
+    // it (read already, with its offset and import), placed on its camera's
+    // clock as cameraOffset() worked out.
+    trip::Clip clip;
+    clip.path = player->file();
+    clip.seconds = int(player->duration() / 1000);
+    cameraOffset();
+    if (loneOffsetVideo == clip.path) {
+        clip.start = loneStart;
+        clip.utc = loneUtc;
+    }
+    for (auto i = videoInfoParse->videoInfoMap.cbegin(); i != videoInfoParse->videoInfoMap.cend();
+         ++i)
+        if (i.value()->valid)
+            clip.points.append({i.key(), *i.value()});
+    return clip;
 }
 
 void MainWindow::sendMarkedRoute()

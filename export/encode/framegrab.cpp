@@ -23,13 +23,10 @@ QImage frameAt(const QString &path, double seconds)
     if (vi < 0)
         return QImage();
     AVStream *s = in->streams[vi];
-    const AVCodec *codec = avcodec_find_decoder(s->codecpar->codec_id);
-    AVCodecContext *dec = codec ? avcodec_alloc_context3(codec) : nullptr;
-    std::unique_ptr<AVCodecContext, void (*)(AVCodecContext *)> owner(
-        dec, [](AVCodecContext *c) { avcodec_free_context(&c); });
-    if (!dec || avcodec_parameters_to_context(dec, s->codecpar) < 0 ||
-        avcodec_open2(dec, codec, nullptr) < 0)
+    av::Decoder owner = av::openDecoder(s, &error);
+    if (!owner)
         return QImage();
+    AVCodecContext *dec = owner.get();
     const qint64 start = s->start_time == AV_NOPTS_VALUE ? 0 : s->start_time;
     const qint64 want =
         start + av_rescale_q(qint64(seconds * 1e6), AVRational{1, 1000000}, s->time_base);

@@ -16,7 +16,6 @@ constexpr AVRational micro{1, 1000000};
 
 Inset::~Inset()
 {
-    avcodec_free_context(&decoder);
     sws_freeContext(scaler);
     av_frame_free(&next);
     av_frame_free(&small);
@@ -33,15 +32,10 @@ bool Inset::open(const Piece &piece, const QString &path, int slot, int frameWid
         return false;
     }
     const AVStream *s = in.video();
-    const AVCodec *codec = avcodec_find_decoder(s->codecpar->codec_id);
-    decoder = codec ? avcodec_alloc_context3(codec) : nullptr;
-    if (decoder)
-        decoder->thread_count = 0;
-    if (!decoder || avcodec_parameters_to_context(decoder, s->codecpar) < 0 ||
-        avcodec_open2(decoder, codec, nullptr) < 0) {
+    decoder = av::openDecoder(s, &error);
+    if (!decoder) {
         qWarning().noquote() << "export: the camera" << QFileInfo(path).fileName()
-                             << "cannot be decoded and is left out";
-        avcodec_free_context(&decoder);
+                             << "is left out:" << error;
         return false;
     }
     if (s->avg_frame_rate.num > 0)
@@ -64,7 +58,7 @@ bool Inset::open(const Piece &piece, const QString &path, int slot, int frameWid
 bool Inset::receive()
 {
     while (!ended) {
-        const int r = avcodec_receive_frame(decoder, next);
+        const int r = avcodec_receive_frame(decoder.get(), next);
         if (r == 0) {
             const qint64 start =
                 in.video()->start_time == AV_NOPTS_VALUE ? 0 : in.video()->start_time;
@@ -90,9 +84,9 @@ bool Inset::receive()
             av_packet_unref(pkt.get());
         }
         if (got) {
-            avcodec_send_packet(decoder, pkt.get());
+            avcodec_send_packet(decoder.get(), pkt.get());
         } else {
-            avcodec_send_packet(decoder, nullptr);
+            avcodec_send_packet(decoder.get(), nullptr);
             drained = true;
         }
     }

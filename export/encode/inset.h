@@ -9,7 +9,6 @@
 
 #include <QString>
 
-struct AVCodecContext;
 struct AVFrame;
 struct SwsContext;
 
@@ -31,7 +30,7 @@ private:
     void scaleNext();
 
     PieceReader in;
-    AVCodecContext *decoder = nullptr;
+    av::Decoder decoder;
     SwsContext *scaler = nullptr;
     AVFrame *next = nullptr;  // decoded, not yet due
     AVFrame *small = nullptr; // scaled, laid in

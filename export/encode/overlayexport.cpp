@@ -27,37 +27,11 @@ struct FrameFree
 };
 using Frame = std::unique_ptr<AVFrame, FrameFree>;
 
-struct DecoderFree
-{
-    void operator()(AVCodecContext *c) const { avcodec_free_context(&c); }
-};
-using Decoder = std::unique_ptr<AVCodecContext, DecoderFree>;
-
 struct ScalerFree
 {
     void operator()(SwsContext *s) const { sws_freeContext(s); }
 };
 using Scaler = std::unique_ptr<SwsContext, ScalerFree>;
-
-Decoder openDecoder(const AVStream *s, QString *error)
-{
-    const AVCodec *codec = avcodec_find_decoder(s->codecpar->codec_id);
-    if (!codec) {
-        *error = QStringLiteral("no decoder for %1").arg(avcodec_get_name(s->codecpar->codec_id));
-        return Decoder();
-    }
-    Decoder d(avcodec_alloc_context3(codec));
-    avcodec_parameters_to_context(d.get(), s->codecpar);
-    d->thread_count = 0; // as many as the machine has
-    d->pkt_timebase = s->time_base;
-    const int r = avcodec_open2(d.get(), codec, nullptr);
-    if (r < 0) {
-        *error = QStringLiteral("cannot decode %1: %2")
-                     .arg(avcodec_get_name(s->codecpar->codec_id), av::errorText(r));
-        return Decoder();
-    }
-    return d;
-}
 
 bool isPlanar420(int format)
 {
@@ -87,7 +61,7 @@ bool OverlayExport::run(const Stretch &stretch, const QString &path,
     double top = 0.0;
     for (const Piece &p : stretch.pieces)
         for (const trip::Point &pt : p.clip.points)
-            if (pt.sample.valid && pt.second + 1 > p.from && pt.second < p.to) {
+            if (shown(pt, p.from, p.to)) {
                 route.append(QPointF(pt.sample.signedLongitude(), pt.sample.signedLatitude()));
                 top = std::max(top, pt.sample.speed);
             }
@@ -119,7 +93,7 @@ bool OverlayExport::run(const Stretch &stretch, const QString &path,
         PieceReader in;
         if (!in.open(piece, &message))
             return false;
-        Decoder decoder = openDecoder(in.video(), &message);
+        av::Decoder decoder = av::openDecoder(in.video(), &message);
         if (!decoder)
             return false;
         const int w = in.video()->codecpar->width, h = in.video()->codecpar->height;

@@ -21,7 +21,6 @@ struct EncoderPreset
 // False for an unknown name.
 bool encoderPreset(const QString &name, EncoderPreset *out);
 
-
 class VideoEncoder
 {
 public:

@@ -37,6 +37,12 @@ struct PacketFree
 };
 using Packet = std::unique_ptr<AVPacket, PacketFree>;
 
+struct DecoderFree
+{
+    void operator()(AVCodecContext *c) const { avcodec_free_context(&c); }
+};
+using Decoder = std::unique_ptr<AVCodecContext, DecoderFree>;
+
 inline QString errorText(int code)
 {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
@@ -46,6 +52,10 @@ inline QString errorText(int code)
 
 // The libraries' own messages: errors only, unless VELOMAR_DEBUG is set.
 void quietLogs();
+
+// A decoder for the stream, on as many threads as the machine has; null
+// with `error` set.
+Decoder openDecoder(const AVStream *stream, QString *error);
 
 // Opens a file for reading with its streams probed; null with `error` set.
 Input open(const QString &path, QString *error);

@@ -30,6 +30,13 @@ struct Stretch
     double seconds() const;
 };
 
+// A fix stands for its whole second: it belongs to the seconds [from, to)
+// of its clip while any of its second lies there.
+inline bool shown(const trip::Point &p, double from, double to)
+{
+    return p.sample.valid && p.second + 1 > from && p.second < to;
+}
+
 // Where each clip of the drive begins on its time line, and where the drive ends.
 double clipAt(const trip::Drive &drive, int clip);
 double driveSeconds(const trip::Drive &drive);
